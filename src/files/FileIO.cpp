@@ -5,6 +5,7 @@
 #include "frame/MemoryManager.h"
 #include "system/DateTime.h"
 #include "system/FileList.h"
+#include "system/PrivateStrictCopy.h"
 #include <shlobj.h>
 #include <direct.h>
 #include <sys/stat.h>
@@ -40,7 +41,7 @@ bool HasWildcard(const wchar_t* path)
 // process through the run-time's invalid-parameter handler, as intended for out-of-range paths.
 wchar_t* CopyPath(wchar_t* out, int size, const std::wstring& text)
 {
-    wcscpy_s(out, static_cast<size_t>(size), text.c_str());
+    veskon::StrictCopy(out, static_cast<size_t>(size), text.c_str());
     return out;
 }
 
@@ -508,7 +509,7 @@ wchar_t* CFileIO::AppendSlash(wchar_t* path, int size)
     if (!Usable(path) || size < 1)
         return path;
     if (!IsSlash(path[wcslen(path) - 1]))
-        wcscat_s(path, static_cast<size_t>(size), L"\\");
+        veskon::StrictAppend(path, static_cast<size_t>(size), L"\\");
     return path;
 }
 

@@ -295,13 +295,21 @@ DWORD RunCommandLine(const std::wstring& application, const std::wstring& comman
     return code;
 }
 
+DWORD RunChildWithCommandLine(const std::string& name, const std::wstring& commandLine, const std::wstring& application,
+                              DWORD timeoutMs)
+{
+    SetEnvironmentVariableW(L"VESKON_CHILD", Wide(name).c_str());
+    DWORD code = RunCommandLine(application.empty() ? ThisProgram() : application, commandLine, timeoutMs);
+    SetEnvironmentVariableW(L"VESKON_CHILD", nullptr);
+    return code;
+}
+
 DWORD RunChild(const std::string& name, const std::wstring& extra, DWORD timeoutMs)
 {
-    std::wstring program = ThisProgram();
-    std::wstring line = L"\"" + program + L"\" --veskon-child=" + Wide(name);
+    std::wstring line = L"\"" + ThisProgram() + L"\"";
     if (!extra.empty())
         line += L" " + extra;
-    return RunCommandLine(program, line, timeoutMs);
+    return RunChildWithCommandLine(name, line, L"", timeoutMs);
 }
 
 std::string Narrow(const std::wstring& text)

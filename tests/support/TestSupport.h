@@ -86,9 +86,13 @@ std::string TraceLogText();
 void DeleteTraceLogs();
 
 // Child processes: a test registers a function under a name; RunChild starts this test program
-// again with "--veskon-child=<name>" (plus `extra` arguments) and returns its exit code.
+// again with VESKON_CHILD=<name> in its environment (so the command line is free to be anything)
+// and returns its exit code.
 void RegisterChild(const std::string& name, const std::function<int()>& body);
 DWORD RunChild(const std::string& name, const std::wstring& extra = L"", DWORD timeoutMs = 60000);
+// The same with exactly this command line (program file: this test program, or `application`).
+DWORD RunChildWithCommandLine(const std::string& name, const std::wstring& commandLine,
+                              const std::wstring& application = L"", DWORD timeoutMs = 60000);
 // Runs a program with exactly this command line; returns its exit code.
 DWORD RunCommandLine(const std::wstring& application, const std::wstring& commandLine, DWORD timeoutMs = 60000);
 std::wstring ThisProgram();
