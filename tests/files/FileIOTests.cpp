@@ -33,16 +33,6 @@ std::wstring Combine(const std::wstring& a, const std::wstring& b)
     return out;
 }
 
-void SetWriteTime(const std::wstring& path, ULONGLONG seconds)
-{
-    HANDLE file = CreateFileW(path.c_str(), FILE_WRITE_ATTRIBUTES, FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr,
-                              OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr);
-    ULARGE_INTEGER t;
-    t.QuadPart = (13000000000ULL + seconds) * 10000000ULL;
-    FILETIME ft = { t.LowPart, t.HighPart };
-    SetFileTime(file, nullptr, nullptr, &ft);
-    CloseHandle(file);
-}
 }
 
 TEST(CFileIOPaths, CombineAddsOneSeparator)
@@ -277,8 +267,8 @@ TEST(CFileIOStatic, TimesCompareInSeconds)
     std::wstring a = dir.File(L"a"), b = dir.File(L"b");
     WriteFileBytes(a, "a");
     WriteFileBytes(b, "b");
-    SetWriteTime(a, 1000);
-    SetWriteTime(b, 900);
+    SetFileWriteTime(a, 1000);
+    SetFileWriteTime(b, 900);
     EXPECT_EQ(100, CFileIO::CompareFileTimes(&a[0], &b[0]));
     std::wstring missing = dir.File(L"none");
     EXPECT_EQ(0, CFileIO::CompareFileTimes(&a[0], &missing[0]));
@@ -319,7 +309,7 @@ TEST(CFileIOStatic, PruneDeletesTheOldestFirst)
     {
         std::wstring f = dir.File(L"log" + std::to_wstring(i) + L".txt");
         WriteFileBytes(f, "x");
-        SetWriteTime(f, 100 - i * 10); // log4 is the oldest
+        SetFileWriteTime(f, 100 - i * 10); // log4 is the oldest
     }
     WriteFileBytes(dir.File(L"other.dat"), "kept: does not match");
     wchar_t spec[] = L"*.txt";

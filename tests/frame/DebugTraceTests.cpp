@@ -26,7 +26,9 @@ protected:
     }
     void TearDown() override
     {
-        m_guards.clear();
+        // Newest first, so that a value changed twice ends as it was before the test.
+        while (!m_guards.empty())
+            m_guards.pop_back();
         Recreate();
         DeleteTraceLogs();
     }

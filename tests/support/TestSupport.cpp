@@ -99,7 +99,26 @@ RegistryValueGuard::RegistryValueGuard(HKEY root, const std::wstring& key, const
 {
     HKEY opened = nullptr;
     if (RegOpenKeyExW(root, key.c_str(), 0, KEY_READ, &opened) != ERROR_SUCCESS)
+    {
+        // Remember the outermost missing key, so that whatever the test creates goes again.
+        size_t pos = 0;
+        for (;;)
+        {
+            size_t next = key.find(L'\\', pos);
+            std::wstring prefix = key.substr(0, next);
+            HKEY probe = nullptr;
+            if (RegOpenKeyExW(root, prefix.c_str(), 0, KEY_READ, &probe) != ERROR_SUCCESS)
+            {
+                m_createdTop = prefix;
+                break;
+            }
+            RegCloseKey(probe);
+            if (next == std::wstring::npos)
+                break;
+            pos = next + 1;
+        }
         return;
+    }
     m_keyExisted = true;
     DWORD bytes = 0;
     if (RegQueryValueExW(opened, name.c_str(), nullptr, &m_type, nullptr, &bytes) == ERROR_SUCCESS)
@@ -115,8 +134,9 @@ RegistryValueGuard::~RegistryValueGuard()
 {
     if (!m_keyExisted)
     {
-        // The test created the key: remove what it left, leaving parents that held something.
-        SHDeleteKeyW(m_root, m_key.c_str());
+        // The key did not exist: remove it and the parents that came with it.
+        if (!m_createdTop.empty())
+            SHDeleteKeyW(m_root, m_createdTop.c_str());
         return;
     }
     HKEY opened = nullptr;
@@ -233,6 +253,19 @@ bool WriteFileBytes(const std::wstring& path, const std::string& bytes)
 bool FileExists(const std::wstring& path)
 {
     return GetFileAttributesW(path.c_str()) != INVALID_FILE_ATTRIBUTES;
+}
+
+void SetFileWriteTime(const std::wstring& path, ULONGLONG seconds)
+{
+    HANDLE file = CreateFileW(path.c_str(), FILE_WRITE_ATTRIBUTES, FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr,
+                              OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr);
+    if (file == INVALID_HANDLE_VALUE)
+        return;
+    ULARGE_INTEGER t;
+    t.QuadPart = (13000000000ULL + seconds) * 10000000ULL;
+    FILETIME ft = { t.LowPart, t.HighPart };
+    SetFileTime(file, nullptr, nullptr, &ft);
+    CloseHandle(file);
 }
 
 std::wstring TraceLogPath()

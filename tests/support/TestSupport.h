@@ -50,6 +50,7 @@ private:
     std::wstring m_name;
     bool m_existed;
     bool m_keyExisted;
+    std::wstring m_createdTop; // the first key of the path that did not exist yet
     DWORD m_type;
     std::vector<BYTE> m_data;
 };
@@ -77,6 +78,8 @@ Pixels CaptureWindow(HWND hwnd);
 std::string ReadFileBytes(const std::wstring& path);
 bool WriteFileBytes(const std::wstring& path, const std::string& bytes);
 bool FileExists(const std::wstring& path);
+// Sets a file's last-write time to a fixed epoch plus `seconds` (for ordering tests).
+void SetFileWriteTime(const std::wstring& path, ULONGLONG seconds);
 
 // The library's trace log file of this run (the library writes it in the run's temp folder).
 std::wstring TraceLogPath();

@@ -9,13 +9,7 @@ namespace
 void Touch(const std::wstring& path, ULONGLONG seconds)
 {
     WriteFileBytes(path, "x");
-    HANDLE file = CreateFileW(path.c_str(), FILE_WRITE_ATTRIBUTES, FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr,
-                              OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr);
-    ULARGE_INTEGER t;
-    t.QuadPart = (13000000000ULL + seconds) * 10000000ULL;
-    FILETIME ft = { t.LowPart, t.HighPart };
-    SetFileTime(file, nullptr, nullptr, &ft);
-    CloseHandle(file);
+    SetFileWriteTime(path, seconds);
 }
 }
 
