@@ -69,6 +69,6 @@ int main()
     else
         CRegistryEx::DeleteValue(HKEY_LOCAL_MACHINE, kKey, kLevel);
     delete CKVRN_DllMain::Instance();
-    bench::RemoveTree(scratch);
+    veskon_common::RemoveFolderTree(scratch);
     return 0;
 }

@@ -12,6 +12,7 @@ using std::min;
 #include <string>
 #include <vector>
 #include "DemoScene.h"
+#include "FolderTree.h"
 #include "VeskonWin32GUISupportDLL.h"
 
 namespace
@@ -217,27 +218,6 @@ private:
     std::vector<std::wstring> m_failures;
 };
 
-void RemoveTree(const std::wstring& folder)
-{
-    WIN32_FIND_DATAW data;
-    HANDLE find = FindFirstFileW((folder + L"\\*").c_str(), &data);
-    if (find != INVALID_HANDLE_VALUE)
-    {
-        do
-        {
-            std::wstring name = data.cFileName;
-            if (name == L"." || name == L"..")
-                continue;
-            std::wstring full = folder + L"\\" + name;
-            if (data.dwFileAttributes & FILE_ATTRIBUTE_DIRECTORY)
-                RemoveTree(full);
-            else
-                DeleteFileW(full.c_str());
-        } while (FindNextFileW(find, &data));
-        FindClose(find);
-    }
-    RemoveDirectoryW(folder.c_str());
-}
 }
 
 DemoSceneRegistrar::DemoSceneRegistrar(int order, const wchar_t* name, DemoSceneFunction run)
@@ -295,7 +275,7 @@ int WINAPI wWinMain(HINSTANCE instance, HINSTANCE, PWSTR, int)
         for (const std::wstring& f : host.Failures())
             host.Report(L"  failed: " + f);
         DestroyWindow(host.Backdrop());
-        RemoveTree(host.ScratchFolder());
+        veskon_common::RemoveFolderTree(host.ScratchFolder());
     }
     Gdiplus::GdiplusShutdown(token);
     return failures ? 1 : 0;

@@ -9,11 +9,11 @@ using std::min;
 #include <gtest/gtest.h>
 #include <string>
 #include "frame/KVRN_DllMain.h"
+#include "FolderTree.h"
 
 namespace veskon_test
 {
 int RunRegisteredChild(const std::string& name);
-void RemoveFolderTree(const std::wstring& folder);
 }
 
 int main(int argc, char** argv)
@@ -47,6 +47,6 @@ int main(int argc, char** argv)
     int result = RUN_ALL_TESTS();
     delete CKVRN_DllMain::Instance();
     Gdiplus::GdiplusShutdown(token);
-    veskon_test::RemoveFolderTree(runFolder);
+    veskon_common::RemoveFolderTree(runFolder);
     return result;
 }

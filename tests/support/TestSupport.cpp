@@ -1,5 +1,6 @@
 #include "support/TestSupport.h"
 #include "frame/DebugTrace.h"
+#include "FolderTree.h"
 #include <shlwapi.h>
 #include <map>
 
@@ -30,37 +31,8 @@ std::wstring UniqueName(const wchar_t* prefix)
     return name;
 }
 
-void RemoveTree(const std::wstring& folder)
-{
-    std::wstring pattern = folder + L"\\*";
-    WIN32_FIND_DATAW data;
-    HANDLE find = FindFirstFileW(pattern.c_str(), &data);
-    if (find != INVALID_HANDLE_VALUE)
-    {
-        do
-        {
-            std::wstring name = data.cFileName;
-            if (name == L"." || name == L"..")
-                continue;
-            std::wstring full = folder + L"\\" + name;
-            if (data.dwFileAttributes & FILE_ATTRIBUTE_DIRECTORY)
-                RemoveTree(full);
-            else
-            {
-                SetFileAttributesW(full.c_str(), FILE_ATTRIBUTE_NORMAL);
-                DeleteFileW(full.c_str());
-            }
-        } while (FindNextFileW(find, &data));
-        FindClose(find);
-    }
-    RemoveDirectoryW(folder.c_str());
-}
 }
 
-void RemoveFolderTree(const std::wstring& folder)
-{
-    RemoveTree(folder);
-}
 
 ScratchFolder::ScratchFolder()
 {
@@ -70,7 +42,7 @@ ScratchFolder::ScratchFolder()
 
 ScratchFolder::~ScratchFolder()
 {
-    RemoveTree(m_path);
+    veskon_common::RemoveFolderTree(m_path);
 }
 
 std::wstring ScratchFolder::File(const std::wstring& name) const
