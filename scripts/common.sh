@@ -32,6 +32,7 @@ prepare_prefix() {
   for f in Verdana "Trebuchet MS" Arial Tahoma "Segoe UI" "Microsoft Sans Serif" "MS Shell Dlg" "MS Shell Dlg 2"; do
     wine reg add "$fonts" /v "$f" /t REG_SZ /d "DejaVu Sans" /f >/dev/null 2>&1
   done
+  wine reg add "$fonts" /v "Courier New" /t REG_SZ /d "DejaVu Sans Mono" /f >/dev/null 2>&1
   wine reg add 'HKCU\Software\Wine\WineDbg' /v ShowCrashDialog /t REG_DWORD /d 0 /f >/dev/null 2>&1
   wine reg delete 'HKLM\Software\Microsoft\Windows NT\CurrentVersion\AeDebug' /v Debugger /f >/dev/null 2>&1
   wineserver -w
