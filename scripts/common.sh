@@ -38,3 +38,18 @@ prepare_prefix() {
   wineserver -w
   touch "$prefix/.veskon-ready"
 }
+
+# Installs a built preset and builds and runs tests/consumer against the installed package
+# (find_package + the imported target), as an application would consume the library.
+check_consumer() {
+  local preset=$1
+  local build="$ROOT/build/$preset"
+  local toolchain
+  toolchain=$(grep -o 'toolchain-[a-z0-9_-]*\.cmake' "$build/CMakeCache.txt" | head -1)
+  rm -rf "$build/install" "$build/consumer"
+  cmake --install "$build" --prefix "$build/install" >/dev/null || return 1
+  cmake -S "$ROOT/tests/consumer" -B "$build/consumer" -DCMAKE_BUILD_TYPE=Release \
+    -DCMAKE_TOOLCHAIN_FILE="$ROOT/cmake/$toolchain" -DCMAKE_PREFIX_PATH="$build/install" >/dev/null || return 1
+  cmake --build "$build/consumer" >/dev/null || return 1
+  (cd "$build/consumer" && wine ./VeskonConsumer.exe)
+}
