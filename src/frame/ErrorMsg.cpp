@@ -2,6 +2,7 @@
 #include "frame/DebugTrace.h"
 #include "frame/KVRN_DllMain.h"
 #include "frame/Localize.h"
+#include "frame/ZintorResIds.h"
 #include "system/XEventLog.h"
 #include <cstdio>
 #include <cwchar>
@@ -54,7 +55,7 @@ unsigned long CErrorMsg::GetLastErrorString(wchar_t* context, wchar_t* out, int 
     if (chars && system)
     {
         wchar_t format[260];
-        CLocalize::GetFormat(625, L"%s\r\n%s", format, 260);
+        CLocalize::GetFormat(IDS_ERROR_WITH_SYSTEM_TEXT, L"%s\r\nSystem error: %s", format, 260);
         _snwprintf_s(out, static_cast<size_t>(outSize), _TRUNCATE, format, context, system);
     }
     if (system)
@@ -145,21 +146,27 @@ bool CErrorMsg::WriteToEventLog(HWND /*owner*/, wchar_t* text, wchar_t* title, i
 
 void CErrorMsg::RedirectStdIOToConsole()
 {
+    // A process that already has a console keeps it; the streams are attached to it all the same.
     AllocConsole();
-    CONSOLE_SCREEN_BUFFER_INFO info;
-    HANDLE output = GetStdHandle(STD_OUTPUT_HANDLE);
-    if (GetConsoleScreenBufferInfo(output, &info))
+    HANDLE console = CreateFileW(L"CONOUT$", GENERIC_READ | GENERIC_WRITE, FILE_SHARE_READ | FILE_SHARE_WRITE,
+                                 nullptr, OPEN_EXISTING, 0, nullptr);
+    if (console != INVALID_HANDLE_VALUE)
     {
-        info.dwSize.Y = 500;
-        SetConsoleScreenBufferSize(output, info.dwSize);
+        CONSOLE_SCREEN_BUFFER_INFO info;
+        if (GetConsoleScreenBufferInfo(console, &info))
+        {
+            info.dwSize.Y = 500;
+            SetConsoleScreenBufferSize(console, info.dwSize);
+        }
+        CloseHandle(console);
     }
     FILE* stream = nullptr;
-    freopen_s(&stream, "CONOUT$", "w", stdout);
-    freopen_s(&stream, "CONIN$", "r", stdin);
-    freopen_s(&stream, "CONOUT$", "w", stderr);
-    setvbuf(stdout, nullptr, _IONBF, 0);
-    setvbuf(stdin, nullptr, _IONBF, 0);
-    setvbuf(stderr, nullptr, _IONBF, 0);
+    if (freopen_s(&stream, "CONOUT$", "w", stdout) == 0)
+        setvbuf(stdout, nullptr, _IONBF, 0);
+    if (freopen_s(&stream, "CONIN$", "r", stdin) == 0)
+        setvbuf(stdin, nullptr, _IONBF, 0);
+    if (freopen_s(&stream, "CONOUT$", "w", stderr) == 0)
+        setvbuf(stderr, nullptr, _IONBF, 0);
     // Keep the C++ streams in step with the C streams they now write through.
     std::ios::sync_with_stdio();
     std::wcout.clear();
