@@ -15,6 +15,37 @@ namespace
 {
 CErrorMsg* g_instance = nullptr;
 const int kErrorStringChars = 4096;
+
+// Points a standard stream at the console, in text mode and unbuffered. freopen does it where the
+// run-time allows; a process that started without standard handles has streams that freopen
+// refuses (msvcrt marks them with no descriptor), so those get a descriptor on the console's
+// handle and take over its stream, as msvcrt's own guidance for GUI processes does.
+void AttachStream(FILE* stream, const wchar_t* device, const char* mode, DWORD access)
+{
+    FILE* reopened = nullptr;
+    char deviceName[16] = {};
+    WideCharToMultiByte(CP_ACP, 0, device, -1, deviceName, 16, nullptr, nullptr);
+    if (_fileno(stream) >= 0 && freopen_s(&reopened, deviceName, mode, stream) == 0 && reopened)
+    {
+        setvbuf(stream, nullptr, _IONBF, 0);
+        return;
+    }
+    HANDLE console = CreateFileW(device, access, FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr, OPEN_EXISTING, 0, nullptr);
+    if (console == INVALID_HANDLE_VALUE)
+        return;
+    int fd = _open_osfhandle(reinterpret_cast<intptr_t>(console), _O_TEXT);
+    FILE* opened = fd >= 0 ? _fdopen(fd, mode) : nullptr;
+    if (!opened)
+    {
+        if (fd >= 0)
+            _close(fd);
+        else
+            CloseHandle(console);
+        return;
+    }
+    *stream = *opened;
+    setvbuf(stream, nullptr, _IONBF, 0);
+}
 }
 
 CErrorMsg* CErrorMsg::Instance()
@@ -160,13 +191,9 @@ void CErrorMsg::RedirectStdIOToConsole()
         }
         CloseHandle(console);
     }
-    FILE* stream = nullptr;
-    if (freopen_s(&stream, "CONOUT$", "w", stdout) == 0)
-        setvbuf(stdout, nullptr, _IONBF, 0);
-    if (freopen_s(&stream, "CONIN$", "r", stdin) == 0)
-        setvbuf(stdin, nullptr, _IONBF, 0);
-    if (freopen_s(&stream, "CONOUT$", "w", stderr) == 0)
-        setvbuf(stderr, nullptr, _IONBF, 0);
+    AttachStream(stdout, L"CONOUT$", "w", GENERIC_WRITE);
+    AttachStream(stdin, L"CONIN$", "r", GENERIC_READ);
+    AttachStream(stderr, L"CONOUT$", "w", GENERIC_WRITE);
     // Keep the C++ streams in step with the C streams they now write through.
     std::ios::sync_with_stdio();
     std::wcout.clear();
