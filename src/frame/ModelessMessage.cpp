@@ -17,8 +17,9 @@ const wchar_t kPropName[] = L"ModelessMessageClassPtr";
 const UINT WM_START_AUTO_HIDE = WM_APP + 0x600;
 const UINT WM_END_DIALOG = WM_APP + 0x601;
 
-// How long the destructor lets the dialog's thread finish before it is ended by force.
-const DWORD kThreadEndMs = 2000;
+// How long the destructor lets the dialog's thread finish before it is ended by force (hiding a
+// shown window can take a while where the window manager is slow to confirm it).
+const ULONGLONG kThreadEndMs = 10000;
 
 void CentreOnWorkArea(HWND hwnd)
 {
@@ -65,15 +66,18 @@ CModelessMessage::~CModelessMessage() noexcept
     if (dlg && IsWindow(dlg))
     {
         CKVRN_DllMain::Instance()->RemoveFromDlgList(dlg);
-        DWORD_PTR result = 0;
-        SendMessageTimeoutW(dlg, WM_END_DIALOG, 0, 0, SMTO_NORMAL, kThreadEndMs, &result);
+        PostMessageW(dlg, WM_END_DIALOG, 0, 0);
         m_hwnd = nullptr;
     }
     if (m_thread)
     {
-        // The thread ends by itself once its dialog is gone; only a thread that hangs is ended by
-        // force, since that can leave whatever it held locked.
-        if (WaitForSingleObject(m_thread, kThreadEndMs) != WAIT_OBJECT_0)
+        // The thread ends by itself once its dialog is gone. Destroying a shown window may send to
+        // this thread's windows (activation moves), so pump while waiting. Only a thread that
+        // hangs is ended by force, since that can leave whatever it held locked.
+        const ULONGLONG start = GetTickCount64();
+        while (WaitForSingleObject(m_thread, 0) == WAIT_TIMEOUT && GetTickCount64() - start < kThreadEndMs)
+            CWin32::EmptyMessages(nullptr, 10);
+        if (WaitForSingleObject(m_thread, 0) == WAIT_TIMEOUT)
             TerminateThread(m_thread, 0);
         CloseHandle(m_thread);
         m_thread = nullptr;
