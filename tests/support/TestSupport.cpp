@@ -275,14 +275,15 @@ std::wstring ThisProgram()
     return path;
 }
 
-DWORD RunCommandLine(const std::wstring& application, const std::wstring& commandLine, DWORD timeoutMs)
+DWORD RunCommandLine(const std::wstring& application, const std::wstring& commandLine, DWORD timeoutMs,
+                     DWORD creationFlags)
 {
     std::vector<wchar_t> line(commandLine.begin(), commandLine.end());
     line.push_back(L'\0');
     STARTUPINFOW startup = {};
     startup.cb = sizeof(startup);
     PROCESS_INFORMATION process = {};
-    if (!CreateProcessW(application.c_str(), line.data(), nullptr, nullptr, FALSE, 0, nullptr, nullptr, &startup,
+    if (!CreateProcessW(application.c_str(), line.data(), nullptr, nullptr, FALSE, creationFlags, nullptr, nullptr, &startup,
                         &process))
         return static_cast<DWORD>(-1);
     DWORD code = static_cast<DWORD>(-2);

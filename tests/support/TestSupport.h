@@ -89,8 +89,10 @@ void DeleteTraceLogs();
 // again with "--veskon-child=<name>" (plus `extra` arguments) and returns its exit code.
 void RegisterChild(const std::string& name, const std::function<int()>& body);
 DWORD RunChild(const std::string& name, const std::wstring& extra = L"", DWORD timeoutMs = 60000);
-// Runs a program with exactly this command line; returns its exit code.
-DWORD RunCommandLine(const std::wstring& application, const std::wstring& commandLine, DWORD timeoutMs = 60000);
+// Runs a program with exactly this command line (and CreateProcessW's creation flags, for
+// example DETACHED_PROCESS for a child without a console); returns its exit code.
+DWORD RunCommandLine(const std::wstring& application, const std::wstring& commandLine, DWORD timeoutMs = 60000,
+                     DWORD creationFlags = 0);
 std::wstring ThisProgram();
 
 std::string Narrow(const std::wstring& text);
