@@ -264,15 +264,6 @@ TEST_F(ErrorMsg, EventLogNeedsTextAndTitleAndCutsLongEntries)
 
 // ---- RedirectStdIOToConsole, in a child without a console --------------------------------------
 
-namespace
-{
-DWORD RunDetachedChild(const char* name)
-{
-    std::wstring program = veskon_test::ThisProgram();
-    std::wstring line = L"\"" + program + L"\" --veskon-child=" + veskon_test::Wide(name);
-    return veskon_test::RunCommandLine(program, line, 60000, DETACHED_PROCESS);
-}
-}
 
 // Exit codes: 0 fine; 10 stdout is not the console; 11 wrong buffer height; 12 printed text not on
 // the console; 13 stderr not the console.
@@ -303,5 +294,6 @@ VESKON_CHILD(RedirectStdIO)
 
 TEST(ErrorMsgConsole, RedirectsTheStandardStreamsToANewConsoleOf500Lines)
 {
-    EXPECT_EQ(RunDetachedChild("RedirectStdIO"), 0u);
+    std::wstring line = L"\"" + veskon_test::ThisProgram() + L"\"";
+    EXPECT_EQ(veskon_test::RunChildWithCommandLine("RedirectStdIO", line, L"", 60000, DETACHED_PROCESS), 0u);
 }

@@ -165,7 +165,7 @@ public:
         SetEnvironmentVariableW(L"TEMP", temp.c_str());
         SetEnvironmentVariableW(L"VESKON_LOCALIZE_REPORT", report.c_str());
         ChildResult result;
-        result.exitCode = veskon_test::RunCommandLine(m_exe, L"\"" + m_exe + L"\" --veskon-child=LocalizeReport");
+        result.exitCode = veskon_test::RunChildWithCommandLine("LocalizeReport", L"\"" + m_exe + L"\"", m_exe);
         SetEnvironmentVariableW(L"TMP", oldTmp);
         SetEnvironmentVariableW(L"TEMP", oldTemp);
         SetEnvironmentVariableW(L"VESKON_LOCALIZE_REPORT", nullptr);
