@@ -2,6 +2,7 @@
 // Fixtures shared by every suite: scratch folders and registry keys that clean up after
 // themselves, a message pump, pixel captures, file helpers and child processes.
 #include <windows.h>
+#include "RegistryValueGuard.h"
 #include <functional>
 #include <string>
 #include <vector>
@@ -38,22 +39,7 @@ private:
 
 // Saves one registry value (or its absence) and puts it back on destruction; for the library's
 // own fixed keys, which a test must leave as it found them.
-class RegistryValueGuard
-{
-public:
-    RegistryValueGuard(HKEY root, const std::wstring& key, const std::wstring& name);
-    ~RegistryValueGuard();
-
-private:
-    HKEY m_root;
-    std::wstring m_key;
-    std::wstring m_name;
-    bool m_existed;
-    bool m_keyExisted;
-    std::wstring m_createdTop; // the first key of the path that did not exist yet
-    DWORD m_type;
-    std::vector<BYTE> m_data;
-};
+using veskon_common::RegistryValueGuard;
 
 // Pumps this thread's messages for `ms` milliseconds.
 void PumpMessages(int ms);
