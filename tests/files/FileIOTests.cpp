@@ -216,6 +216,24 @@ TEST(CFileIOObject, OpenFailureIsReportedWithTheName)
     EXPECT_NE(std::string::npos, log.find("File open failure: \"" + Narrow(path) + "\""));
 }
 
+TEST(CFileIOObject, LockedFileFailsToOpenAndIsReported)
+{
+    ScratchFolder dir;
+    std::wstring path = dir.File(L"locked.bin");
+    WriteFileBytes(path, "data");
+    HANDLE exclusive = CreateFileW(path.c_str(), GENERIC_READ, 0, nullptr, OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr);
+    ASSERT_NE(INVALID_HANDLE_VALUE, exclusive);
+    {
+        CFileIO file(&path[0]);
+        EXPECT_FALSE(file.OpenRead());
+        EXPECT_FALSE(file.ReadEntireFile());
+        EXPECT_EQ(ERROR_SHARING_VIOLATION, CErrorMsg::Instance()->GetLastError());
+    }
+    CloseHandle(exclusive);
+    EXPECT_NE(std::string::npos, TraceLogText().find("File open failure: \"" + Narrow(path) + "\""));
+    EXPECT_EQ("data", ReadFileBytes(path)) << "nothing lost";
+}
+
 TEST(CFileIOStatic, FoldersAndExistence)
 {
     ScratchFolder dir;

@@ -120,6 +120,11 @@ struct DialogTemplate
     WORD itemTitle, itemData;
 };
 
+INT_PTR CALLBACK PlainDialogProc(HWND, UINT, WPARAM, LPARAM)
+{
+    return FALSE;
+}
+
 HWND MakeDialog()
 {
     alignas(4) DialogTemplate t = {};
@@ -135,8 +140,7 @@ HWND MakeDialog()
     t.item.id = IDOK;
     t.itemClass[0] = 0xFFFF;
     t.itemClass[1] = 0x0080;
-    return CreateDialogIndirectParamW(GetModuleHandleW(nullptr), &t.dlg, nullptr,
-                                      [](HWND, UINT, WPARAM, LPARAM) -> INT_PTR { return FALSE; }, 0);
+    return CreateDialogIndirectParamW(GetModuleHandleW(nullptr), &t.dlg, nullptr, PlainDialogProc, 0);
 }
 
 MSG KeyFor(HWND hwnd)
