@@ -56,22 +56,27 @@ wchar_t* CopyUntil(wchar_t* text, wchar_t* out, int outSize, bool (*stop)(wchar_
 }
 
 // Appends one saved line in the ANSI code page, at most kSavedLineBytes bytes. A line that does
-// not fit is cut before its "\r\n", never after, so it cannot run into the next one.
+// not fit is cut (at a character boundary) before its "\r\n", never after, so that it cannot run
+// into the next one.
 void AppendAnsiLine(std::string& file, const std::wstring& line)
 {
-    char bytes[kSavedLineBytes];
     const int room = kSavedLineBytes - 2;
-    int n = WideCharToMultiByte(CP_ACP, 0, line.c_str(), static_cast<int>(line.size()), bytes, room, nullptr, nullptr);
-    if (n == 0 && !line.empty())
+    auto bytesFor = [&line](size_t chars) {
+        return WideCharToMultiByte(CP_ACP, 0, line.c_str(), static_cast<int>(chars), nullptr, 0, nullptr, nullptr);
+    };
+    size_t chars = line.size();
+    if (bytesFor(chars) > room)
     {
-        // Too long for the buffer: convert as many characters as fit.
-        size_t chars = line.size();
-        while (chars > 0 && n == 0)
+        size_t low = 0, high = chars;  // the longest prefix that fits lies in [low, high)
+        while (high - low > 1)
         {
-            chars = chars * 3 / 4;
-            n = WideCharToMultiByte(CP_ACP, 0, line.c_str(), static_cast<int>(chars), bytes, room, nullptr, nullptr);
+            size_t middle = low + (high - low) / 2;
+            (bytesFor(middle) <= room ? low : high) = middle;
         }
+        chars = low;
     }
+    char bytes[kSavedLineBytes];
+    int n = chars ? WideCharToMultiByte(CP_ACP, 0, line.c_str(), static_cast<int>(chars), bytes, room, nullptr, nullptr) : 0;
     file.append(bytes, static_cast<size_t>(n));
     file.append("\r\n");
 }
