@@ -4,6 +4,7 @@ using std::min;
 #include <windows.h>
 #include <gdiplus.h>
 #include <gtest/gtest.h>
+#include <cstring>
 #include <memory>
 #include "frame/ErrorMsg.h"
 #include "layered/AlphaChannelImage.h"
@@ -97,6 +98,31 @@ TEST(AlphaChannelImagePremultiply, MatchesTheDefinitionForEveryColourAndAlpha)
     size_t wrong = 0;
     for (size_t i = 0; i < pixels.size(); ++i)
         wrong += out[i] != Premultiplied(pixels[i]);
+    EXPECT_EQ(wrong, 0u);
+}
+
+TEST(AlphaChannelImagePremultiply, ShortRowsMatchTheDefinitionToo)
+{
+    // Seven pixels per call: too few for the widest vector step, so the narrower vector step and
+    // the pixel-by-pixel tail do the work; every (value, alpha) pair passes through them.
+    std::vector<DWORD> pixels;
+    for (unsigned a = 0; a < 256; ++a)
+        for (unsigned v = 0; v < 256; ++v)
+            pixels.push_back((a << 24) | (((v * 3) & 0xFF) << 16) | (((v + 128) & 0xFF) << 8) | v);
+    while (pixels.size() % 7)
+        pixels.push_back(Argb(200, 255, 254, 253));
+    Dib dib(MakeDib(7, 1, std::vector<DWORD>(7, 0)));
+    BITMAP header = {};
+    ASSERT_TRUE(GetObjectW(dib.get(), sizeof(header), &header));
+    DWORD* bits = static_cast<DWORD*>(header.bmBits);
+    size_t wrong = 0;
+    for (size_t i = 0; i < pixels.size(); i += 7)
+    {
+        memcpy(bits, &pixels[i], 7 * sizeof(DWORD));
+        CAlphaChannelImage::PreMultiplyRGBChannels(dib.get(), 7, 1);
+        for (size_t k = 0; k < 7; ++k)
+            wrong += bits[k] != Premultiplied(pixels[i + k]);
+    }
     EXPECT_EQ(wrong, 0u);
 }
 
