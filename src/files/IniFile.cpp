@@ -396,9 +396,12 @@ bool CIniFile::Save()
 {
     if (m_sections.empty() || !m_filename[0])
         return false;
-    std::string file;
+    if (m_lock)
+        m_lock->Enter(L"CIniFile::Save");
+    bool written = false;
     try
     {
+        std::string file;
         for (const auto& section : m_sections)
         {
             file.append("\r\n");
@@ -406,16 +409,15 @@ bool CIniFile::Save()
             for (const auto& pair : *section.second)
                 AppendAnsiLine(file, pair.first + L"=" + pair.second);
         }
+        // OpenWrite deletes the file first: the new text never mixes with the old.
+        CFileIO out(m_filename, m_attributes ? static_cast<unsigned long>(m_attributes) : FILE_ATTRIBUTE_NORMAL);
+        written = out.OpenWrite() && out.Write(&file[0], static_cast<__int64>(file.size()));
+        out.Close();
     }
     catch (...)
     {
-        return false;
+        written = false;  // out of memory for the text: the file is left as it was
     }
-    if (m_lock)
-        m_lock->Enter(L"CIniFile::Save");
-    CFileIO out(m_filename, m_attributes ? static_cast<unsigned long>(m_attributes) : FILE_ATTRIBUTE_NORMAL);
-    bool written = out.OpenWrite() && out.Write(&file[0], static_cast<__int64>(file.size()));
-    out.Close();
     if (m_lock)
         m_lock->Leave();
     return written;

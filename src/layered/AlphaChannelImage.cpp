@@ -69,7 +69,7 @@ inline __attribute__((always_inline)) size_t PreMultiplyVectors(BYTE* p, size_t 
         V32 px;
         memcpy(&px, p, sizeof(px));
         V32 a = px >> 24;
-        V16 alpha = reinterpret_cast<V16>(a | (a << 16));                     // a in every 16-bit lane
+        V16 alpha = reinterpret_cast<V16>(a | (a << 16));          // A in every 16-bit lane
         V16 br = reinterpret_cast<V16>(px & 0x00FF00FFu) * alpha;  // B * A, R * A
         V16 ga = (reinterpret_cast<V16>(px) >> 8) * alpha;         // G * A, A * A (dropped below)
         br = (br + 1 + (br >> 8)) >> 8;                            // Div255 in every lane
@@ -105,7 +105,11 @@ bool HasSse2()
 
 bool HasAvx2()
 {
-    static const bool present = __builtin_cpu_supports("avx2");  // also checks that the system saves AVX state
+    // The run-time's check also asks whether the system saves the AVX registers.
+    static const bool present = [] {
+        __builtin_cpu_init();
+        return __builtin_cpu_supports("avx2") != 0;
+    }();
     return present;
 }
 
