@@ -15,6 +15,12 @@
 #include "frame/ZintorResIds.h"
 
 #include "files/FileIO.h"
+#include "files/IniFile.h"
+
+#include "layered/AlphaChannelImage.h"
+
+#include "images/ImageFileList.h"
+#include "images/ImageManager.h"
 
 #include "system/DateTime.h"
 #include "system/FileList.h"

@@ -90,13 +90,8 @@ bool PumpUntil(const std::function<bool()>& done, int ms)
     }
 }
 
-namespace
+HBITMAP CreateTopDownDib(HDC dc, int width, int height, void** bits)
 {
-Pixels CaptureFrom(HDC source, int x, int y, int width, int height)
-{
-    Pixels pixels;
-    if (width <= 0 || height <= 0)
-        return pixels;
     BITMAPINFO info = {};
     info.bmiHeader.biSize = sizeof(info.bmiHeader);
     info.bmiHeader.biWidth = width;
@@ -104,9 +99,19 @@ Pixels CaptureFrom(HDC source, int x, int y, int width, int height)
     info.bmiHeader.biPlanes = 1;
     info.bmiHeader.biBitCount = 32;
     info.bmiHeader.biCompression = BI_RGB;
+    return CreateDIBSection(dc, &info, DIB_RGB_COLORS, bits, nullptr, 0);
+}
+
+namespace
+{
+Pixels CaptureFrom(HDC source, int x, int y, int width, int height)
+{
+    Pixels pixels;
+    if (width <= 0 || height <= 0)
+        return pixels;
     void* bits = nullptr;
     HDC memory = CreateCompatibleDC(source);
-    HBITMAP dib = CreateDIBSection(source, &info, DIB_RGB_COLORS, &bits, nullptr, 0);
+    HBITMAP dib = CreateTopDownDib(source, width, height, &bits);
     if (memory && dib && bits)
     {
         HGDIOBJ old = SelectObject(memory, dib);

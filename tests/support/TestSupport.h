@@ -59,6 +59,8 @@ struct Pixels
     BYTE Alpha(int x, int y) const { return static_cast<BYTE>(At(x, y) >> 24); }
 };
 Pixels CaptureScreen(const RECT& area);
+// A 32-bit top-down DIB section (B, G, R, A bytes per pixel); *bits receives its pixels.
+HBITMAP CreateTopDownDib(HDC dc, int width, int height, void** bits);
 Pixels CaptureWindow(HWND hwnd);
 
 std::string ReadFileBytes(const std::wstring& path);
