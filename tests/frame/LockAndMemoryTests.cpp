@@ -83,16 +83,12 @@ TEST(CCriticalSectionEx, AwaitBlocksWhileAnotherThreadHolds)
     EXPECT_EQ(2, stage.load());
 }
 
-TEST(CMemoryManager, RefusesNonPositiveSizesSilently)
+TEST(CMemoryManager, AllocRefusesNonPositiveSizesSilentlyAndZeroFills)
 {
     size_t before = TraceLogText().size();
     EXPECT_EQ(nullptr, CMemoryManager::Alloc(0));
     EXPECT_EQ(nullptr, CMemoryManager::Alloc(-1));
     EXPECT_EQ(before, TraceLogText().size()) << "no failure message for a refused size";
-}
-
-TEST(CMemoryManager, AllocZeroFills)
-{
     unsigned char* block = static_cast<unsigned char*>(CMemoryManager::Alloc(4096));
     ASSERT_NE(nullptr, block);
     for (int i = 0; i < 4096; ++i)
