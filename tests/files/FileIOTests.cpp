@@ -3,6 +3,8 @@
 #include "files/FileIO.h"
 #include "frame/ErrorMsg.h"
 #include "frame/MemoryManager.h"
+#include "frame/KVRN_DllMain.h"
+#include <shlobj.h>
 #include <string>
 
 using namespace veskon_test;
@@ -186,8 +188,16 @@ TEST(CFileIOObject, CloseRestoresTheAttributes)
     SetFileAttributesW(path.c_str(), FILE_ATTRIBUTE_NORMAL);
 }
 
-TEST(CFileIOObject, UnusableNamesFailEverything)
+TEST(CFileIOObject, NameLengthLimits)
 {
+    ScratchFolder dir;
+    std::wstring longest = dir.Path() + L"\\" + std::wstring(259 - dir.Path().size() - 1, L'n');
+    ASSERT_EQ(259u, longest.size());
+    {
+        CFileIO file(&longest[0]);
+        EXPECT_EQ(longest, file.GetFilename()) << "259 characters are accepted";
+        EXPECT_TRUE(file.OpenWrite());
+    }
     std::wstring overlong = L"C:\\" + std::wstring(257, L'n');
     ASSERT_EQ(260u, overlong.size());
     for (wchar_t* name : { static_cast<wchar_t*>(nullptr), const_cast<wchar_t*>(L""), &overlong[0] })
@@ -259,6 +269,21 @@ TEST(CFileIOStatic, FoldersAndExistence)
     EXPECT_TRUE(CFileIO::DeleteFileW(&file[0]));
     EXPECT_FALSE(CFileIO::DeleteFileW(&file[0]));
     EXPECT_FALSE(CFileIO::FileExists(nullptr));
+}
+
+TEST(CFileIOStatic, FoldersOfTheLibraryAndTheSystem)
+{
+    wchar_t name[] = L"x.txt", local[MAX_PATH] = {}, folder[MAX_PATH] = {};
+    CKVRN_DllMain::Instance()->GetApplicationFolder(folder, MAX_PATH);
+    CFileIO::CombineLocalFilename(name, local, MAX_PATH);
+    EXPECT_EQ(std::wstring(folder) + L"\\x.txt", local);
+
+    wchar_t special[MAX_PATH] = L"stale";
+    CFileIO::GetSpecialFolder(CSIDL_APPDATA, special, MAX_PATH);
+    EXPECT_TRUE(CFileIO::FolderExists(special));
+    CFileIO::GetSpecialFolder(0x7F, special, MAX_PATH);
+    EXPECT_STREQ(L"", special) << "an unknown folder id empties the output";
+    EXPECT_NE(std::string::npos, TraceLogText().find("SHGetFolderPath failure: \"127\""));
 }
 
 TEST(CFileIOStatic, UnicodeDetection)

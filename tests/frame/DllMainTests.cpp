@@ -2,6 +2,7 @@
 #include "support/TestSupport.h"
 #include "frame/DebugTrace.h"
 #include "frame/KVRN_DllMain.h"
+#include "frame/Localize.h"
 #include <string>
 
 using namespace veskon_test;
@@ -198,6 +199,8 @@ TEST(CKVRN_DllMain, UnloadUnregistersFlaggedClassesAndStartsAfresh)
     ASSERT_NE(0, RegisterClassExW(&wc)); // registered, but its flag is not set: it must stay
 
     delete frame;
+    EXPECT_FALSE(CDebugTrace::Exists()) << "the unload deletes the trace";
+    EXPECT_FALSE(CLocalize::Exists()) << "and the localization";
     WNDCLASSEXW info = { sizeof(info) };
     EXPECT_FALSE(GetClassInfoExW(module, L"Veskon Advisory", &info));
     EXPECT_FALSE(CKVRN_DllMain::s_advisoryClassRegistered);
