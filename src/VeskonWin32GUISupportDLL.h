@@ -16,5 +16,7 @@
 
 #include "system/DateTime.h"
 #include "system/FileList.h"
+#include "system/IconCache.h"
+#include "system/StringSearch.h"
 #include "system/Win32.h"
 #include "system/XEventLog.h"
