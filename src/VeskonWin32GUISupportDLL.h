@@ -13,6 +13,12 @@
 #include "frame/RegistryEx.h"
 
 #include "files/FileIO.h"
+#include "files/IniFile.h"
+
+#include "layered/AlphaChannelImage.h"
+
+#include "images/ImageFileList.h"
+#include "images/ImageManager.h"
 
 #include "system/DateTime.h"
 #include "system/FileList.h"
