@@ -15,7 +15,10 @@
 #include "files/FileIO.h"
 #include "files/IniFile.h"
 
+#include "layered/AlphaChannelButton.h"
 #include "layered/AlphaChannelImage.h"
+#include "layered/AlphaChannelWindow.h"
+#include "layered/AlphaChannelWindowManager.h"
 
 #include "images/ImageFileList.h"
 #include "images/ImageManager.h"
