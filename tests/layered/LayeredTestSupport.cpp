@@ -76,7 +76,13 @@ std::wstring LayeredTest::Png(const std::wstring& name, int w, int h, Gdiplus::A
                               Gdiplus::ARGB inner)
 {
     std::wstring path = m_folder.File(name);
+    for (const std::wstring& done : m_written)
+    {
+        if (done == path)
+            return path;
+    }
     EXPECT_TRUE(WritePng(path, w, h, fill, innerRect, inner)) << veskon_test::Narrow(path);
+    m_written.push_back(path);
     return path;
 }
 
@@ -99,7 +105,14 @@ void ScriptedWindow::Add(const std::string& name, Step step)
 void ScriptedWindow::Run(wchar_t* up, std::list<CAlphaChannelButton*> buttons, ALPHA_CHANNEL_WINDOW_POSITION position,
                          wchar_t* hover)
 {
-    Load(nullptr, up, nullptr, nullptr, hover, buttons, position, SCROLL_NONE, nullptr, const_cast<wchar_t*>(L"Test"));
+    Load(nullptr, up, nullptr, nullptr, hover, buttons, position, scrollMethod, nullptr, const_cast<wchar_t*>(L"Test"));
+}
+
+void ScriptedWindow::AutoScroll()
+{
+    ++autoScrollCalls;
+    if (m_fadeState == FADE_IN)
+        ++autoScrollCallsDuringFadeIn;
 }
 
 void ScriptedWindow::Paint(HDC dc, int, int, int, int)
@@ -204,6 +217,34 @@ int ScriptedWindow::FirstComposition(int state) const
             return static_cast<int>(i);
     }
     return -1;
+}
+
+ScriptedWindow::Step Do(std::function<void(ScriptedWindow&)> action)
+{
+    return [action](ScriptedWindow& w) {
+        action(w);
+        return true;
+    };
+}
+
+ScriptedWindow::Step Wait(std::function<bool(ScriptedWindow&)> condition)
+{
+    return condition;
+}
+
+ScriptedWindow::Step Pause(int ms)
+{
+    std::shared_ptr<ULONGLONG> start = std::make_shared<ULONGLONG>(0);
+    return [start, ms](ScriptedWindow&) {
+        if (*start == 0)
+            *start = GetTickCount64();
+        return GetTickCount64() - *start >= static_cast<ULONGLONG>(ms);
+    };
+}
+
+ScriptedWindow::Step FadedIn()
+{
+    return [](ScriptedWindow& w) { return w.GetFadeState() == CAlphaChannelWindow::FADE_IDLE && w.InitCompleted(); };
 }
 
 void SendMouseButton(bool down)

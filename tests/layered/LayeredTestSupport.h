@@ -55,6 +55,7 @@ protected:
 
     veskon_test::ScratchFolder m_folder;
     std::list<std::wstring> m_paths;  // stable storage for wchar_t* arguments
+    std::vector<std::wstring> m_written;  // PNGs already made (an image in use cannot be rewritten)
 };
 
 // A notification window that runs `steps` from a timer of its own, one step per tick
@@ -75,6 +76,7 @@ public:
     void Paint(HDC dc, int x, int y, int width, int height) override;
     void BeforeFadeIn() override;
     void AfterFadeOut() override;
+    void AutoScroll() override;
 
     // What the test reads afterwards.
     HWND published = nullptr;            // the handle Load published
@@ -88,6 +90,9 @@ public:
     RECT rectAtStart = {};               // window rectangle before it showed
     int stepPeriod = 60;
     int limitMs = 15000;
+    SCROLL_METHOD scrollMethod = SCROLL_NONE;
+    int autoScrollCalls = 0;
+    int autoScrollCallsDuringFadeIn = 0;
 
     // Access for steps.
     bool CloseRequested() const { return m_closeRequested; }
@@ -114,6 +119,13 @@ private:
     size_t m_next = 0;
     ULONGLONG m_start = 0;
 };
+
+// Step builders: run an action once, wait for a condition, let `ms` milliseconds pass.
+ScriptedWindow::Step Do(std::function<void(ScriptedWindow&)> action);
+ScriptedWindow::Step Wait(std::function<bool(ScriptedWindow&)> condition);
+ScriptedWindow::Step Pause(int ms);
+// Waits until the fade-in has finished (idle at the maximum alpha).
+ScriptedWindow::Step FadedIn();
 
 // Sends real input (through the system's input queue, so that GetAsyncKeyState sees it).
 void SendMouseButton(bool down);
