@@ -8,7 +8,8 @@ set(CMAKE_FIND_ROOT_PATH /usr/${VESKON_TRIPLE})
 set(CMAKE_FIND_ROOT_PATH_MODE_PROGRAM NEVER)
 set(CMAKE_FIND_ROOT_PATH_MODE_LIBRARY ONLY)
 set(CMAKE_FIND_ROOT_PATH_MODE_INCLUDE ONLY)
-set(CMAKE_FIND_ROOT_PATH_MODE_PACKAGE ONLY)
+# Packages may come from anywhere (an installed Veskon package named with CMAKE_PREFIX_PATH).
+set(CMAKE_FIND_ROOT_PATH_MODE_PACKAGE BOTH)
 # Test programs run through Wine; the prefix and display come from the test environment.
 find_program(VESKON_WINE NAMES wine)
 if(VESKON_WINE)

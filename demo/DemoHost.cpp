@@ -12,6 +12,7 @@ using std::min;
 #include <string>
 #include <vector>
 #include "DemoScene.h"
+#include "FolderTree.h"
 #include "VeskonWin32GUISupportDLL.h"
 
 namespace
@@ -78,6 +79,50 @@ void PaintBackdrop(HWND hwnd, HDC dc)
     g.DrawString(g_caption.c_str(), -1, &font, Gdiplus::PointF(16, 14), &white);
 }
 
+const wchar_t kPanelClass[] = L"VeskonDemoPanel";
+std::wstring g_panelTitle;
+std::vector<std::wstring> g_panelLines;
+
+void PaintPanel(HWND hwnd, HDC dc)
+{
+    RECT client;
+    GetClientRect(hwnd, &client);
+    HBRUSH paper = CreateSolidBrush(RGB(252, 252, 246));
+    FillRect(dc, &client, paper);
+    DeleteObject(paper);
+    HFONT title = CreateFontW(-18, 0, 0, 0, FW_BOLD, 0, 0, 0, DEFAULT_CHARSET, 0, 0, CLEARTYPE_QUALITY, 0, L"Tahoma");
+    HFONT mono = CreateFontW(-14, 0, 0, 0, FW_NORMAL, 0, 0, 0, DEFAULT_CHARSET, 0, 0, CLEARTYPE_QUALITY, FIXED_PITCH,
+                             L"Courier New");
+    SetBkMode(dc, TRANSPARENT);
+    HGDIOBJ old = SelectObject(dc, title);
+    SetTextColor(dc, RGB(20, 40, 90));
+    TextOutW(dc, 12, 10, g_panelTitle.c_str(), static_cast<int>(g_panelTitle.size()));
+    SelectObject(dc, mono);
+    SetTextColor(dc, RGB(20, 20, 20));
+    int y = 40;
+    for (const std::wstring& line : g_panelLines)
+    {
+        TextOutW(dc, 12, y, line.c_str(), static_cast<int>(line.size()));
+        y += 18;
+    }
+    SelectObject(dc, old);
+    DeleteObject(title);
+    DeleteObject(mono);
+}
+
+LRESULT CALLBACK PanelProc(HWND hwnd, UINT msg, WPARAM wParam, LPARAM lParam)
+{
+    if (msg == WM_PAINT)
+    {
+        PAINTSTRUCT ps;
+        HDC dc = BeginPaint(hwnd, &ps);
+        PaintPanel(hwnd, dc);
+        EndPaint(hwnd, &ps);
+        return 0;
+    }
+    return DefWindowProcW(hwnd, msg, wParam, lParam);
+}
+
 LRESULT CALLBACK BackdropProc(HWND hwnd, UINT msg, WPARAM wParam, LPARAM lParam)
 {
     switch (msg)
@@ -125,6 +170,36 @@ public:
         m_backdrop = CreateWindowExW(0, kBackdropClass, L"Veskon demo", WS_POPUP | WS_VISIBLE, 0, 0, w, h, nullptr,
                                      nullptr, instance, nullptr);
         UpdateWindow(m_backdrop);
+    }
+
+    void ShowPanel(const std::wstring& title, const std::vector<std::wstring>& lines) override
+    {
+        g_panelTitle = title;
+        g_panelLines = lines;
+        if (!m_panel)
+        {
+            WNDCLASSEXW wc = {};
+            wc.cbSize = sizeof(wc);
+            wc.lpfnWndProc = PanelProc;
+            wc.hInstance = GetModuleHandleW(nullptr);
+            wc.hCursor = LoadCursor(nullptr, IDC_ARROW);
+            wc.lpszClassName = kPanelClass;
+            RegisterClassExW(&wc);
+            m_panel = CreateWindowExW(WS_EX_TOOLWINDOW, kPanelClass, L"", WS_POPUP | WS_BORDER, 40, 80, 1200, 100,
+                                      m_backdrop, nullptr, wc.hInstance, nullptr);
+        }
+        int height = 56 + 18 * static_cast<int>(lines.size());
+        SetWindowPos(m_panel, HWND_TOP, 40, 80, 1200, height, SWP_SHOWWINDOW | SWP_NOACTIVATE);
+        InvalidateRect(m_panel, nullptr, TRUE);
+        UpdateWindow(m_panel);
+        for (const std::wstring& line : lines)
+            Report(L"    " + line);
+    }
+
+    void HidePanel() override
+    {
+        if (m_panel)
+            ShowWindow(m_panel, SW_HIDE);
     }
 
     void Caption(const std::wstring& text) override
@@ -213,31 +288,11 @@ private:
     std::wstring m_scratch;
     FILE* m_report = nullptr;
     HWND m_backdrop = nullptr;
+    HWND m_panel = nullptr;
     int m_shots = 0;
     std::vector<std::wstring> m_failures;
 };
 
-void RemoveTree(const std::wstring& folder)
-{
-    WIN32_FIND_DATAW data;
-    HANDLE find = FindFirstFileW((folder + L"\\*").c_str(), &data);
-    if (find != INVALID_HANDLE_VALUE)
-    {
-        do
-        {
-            std::wstring name = data.cFileName;
-            if (name == L"." || name == L"..")
-                continue;
-            std::wstring full = folder + L"\\" + name;
-            if (data.dwFileAttributes & FILE_ATTRIBUTE_DIRECTORY)
-                RemoveTree(full);
-            else
-                DeleteFileW(full.c_str());
-        } while (FindNextFileW(find, &data));
-        FindClose(find);
-    }
-    RemoveDirectoryW(folder.c_str());
-}
 }
 
 DemoSceneRegistrar::DemoSceneRegistrar(int order, const wchar_t* name, DemoSceneFunction run)
@@ -279,6 +334,7 @@ int WINAPI wWinMain(HINSTANCE instance, HINSTANCE, PWSTR, int)
             host.Report(L"");
             host.Report(L"# scene " + std::to_wstring(scene.order) + L" " + scene.name);
             scene.run(host);
+            host.HidePanel();
             host.Pump(100);
         }
 
@@ -295,7 +351,7 @@ int WINAPI wWinMain(HINSTANCE instance, HINSTANCE, PWSTR, int)
         for (const std::wstring& f : host.Failures())
             host.Report(L"  failed: " + f);
         DestroyWindow(host.Backdrop());
-        RemoveTree(host.ScratchFolder());
+        veskon_common::RemoveFolderTree(host.ScratchFolder());
     }
     Gdiplus::GdiplusShutdown(token);
     return failures ? 1 : 0;

@@ -13,6 +13,7 @@
 // and ctx.Check(); a failed check is listed at the end and makes the demo exit with 1.
 #include <windows.h>
 #include <string>
+#include <vector>
 
 class DemoContext
 {
@@ -34,6 +35,10 @@ public:
     virtual std::wstring ScratchFolder() = 0;
     // The backdrop window (a full-screen pattern behind everything the scenes show).
     virtual HWND Backdrop() = 0;
+    // A plain window on the backdrop listing text lines (what a scene read back, for the
+    // screenshot); a second call replaces the lines, HidePanel() removes it.
+    virtual void ShowPanel(const std::wstring& title, const std::vector<std::wstring>& lines) = 0;
+    virtual void HidePanel() = 0;
 };
 
 typedef void (*DemoSceneFunction)(DemoContext& ctx);

@@ -32,8 +32,24 @@ prepare_prefix() {
   for f in Verdana "Trebuchet MS" Arial Tahoma "Segoe UI" "Microsoft Sans Serif" "MS Shell Dlg" "MS Shell Dlg 2"; do
     wine reg add "$fonts" /v "$f" /t REG_SZ /d "DejaVu Sans" /f >/dev/null 2>&1
   done
+  wine reg add "$fonts" /v "Courier New" /t REG_SZ /d "DejaVu Sans Mono" /f >/dev/null 2>&1
   wine reg add 'HKCU\Software\Wine\WineDbg' /v ShowCrashDialog /t REG_DWORD /d 0 /f >/dev/null 2>&1
   wine reg delete 'HKLM\Software\Microsoft\Windows NT\CurrentVersion\AeDebug' /v Debugger /f >/dev/null 2>&1
   wineserver -w
   touch "$prefix/.veskon-ready"
+}
+
+# Installs a built preset and builds and runs tests/consumer against the installed package
+# (find_package + the imported target), as an application would consume the library.
+check_consumer() {
+  local preset=$1
+  local build="$ROOT/build/$preset"
+  local toolchain
+  toolchain=$(grep -o 'toolchain-[a-z0-9_-]*\.cmake' "$build/CMakeCache.txt" | head -1)
+  rm -rf "$build/install" "$build/consumer"
+  cmake --install "$build" --prefix "$build/install" >/dev/null || return 1
+  cmake -S "$ROOT/tests/consumer" -B "$build/consumer" -DCMAKE_BUILD_TYPE=Release \
+    -DCMAKE_TOOLCHAIN_FILE="$ROOT/cmake/$toolchain" -DCMAKE_PREFIX_PATH="$build/install" >/dev/null || return 1
+  cmake --build "$build/consumer" >/dev/null || return 1
+  (cd "$build/consumer" && wine ./VeskonConsumer.exe)
 }

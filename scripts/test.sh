@@ -24,6 +24,8 @@ for preset in win64 win32; do
       ctest --preset "$preset" --output-on-failure "$@"; then
     status=1
   fi
+  echo "== installed package consumed through find_package ($preset)"
+  check_consumer "$preset" || { echo "the installed package could not be consumed"; status=1; }
   wineserver -k 2>/dev/null || true
 done
 exit $status

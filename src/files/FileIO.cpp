@@ -5,10 +5,12 @@
 #include "frame/MemoryManager.h"
 #include "system/DateTime.h"
 #include "system/FileList.h"
+#include "system/PrivateStrictCopy.h"
 #include <shlobj.h>
 #include <direct.h>
 #include <sys/stat.h>
 #include <cwchar>
+#include <map>
 #include <new>
 #include <string>
 
@@ -40,7 +42,7 @@ bool HasWildcard(const wchar_t* path)
 // process through the run-time's invalid-parameter handler, as intended for out-of-range paths.
 wchar_t* CopyPath(wchar_t* out, int size, const std::wstring& text)
 {
-    wcscpy_s(out, static_cast<size_t>(size), text.c_str());
+    veskon::StrictCopy(out, static_cast<size_t>(size), text.c_str());
     return out;
 }
 
@@ -75,6 +77,35 @@ std::wstring Formatted(const wchar_t* format, const wchar_t* a, const wchar_t* b
 __int64 FindDataSize(const WIN32_FIND_DATAW& data)
 {
     return (static_cast<__int64>(data.nFileSizeHigh) << 32) | data.nFileSizeLow;
+}
+
+// Remembers, per rolled file and suffix, the write time its folder had when the older names were
+// last cleaned up: creating, renaming or deleting a file in a folder moves that time.
+struct CleanedFolders
+{
+    CRITICAL_SECTION lock;
+    std::map<std::wstring, ULONGLONG> seen;
+    CleanedFolders() { InitializeCriticalSection(&lock); }
+    ~CleanedFolders() { DeleteCriticalSection(&lock); }
+};
+
+bool OlderNamesMayExist(const wchar_t* path, const wchar_t* suffix)
+{
+    static CleanedFolders folders;
+    std::wstring file(path);
+    size_t sep = LastSeparator(file);
+    std::wstring folder = sep == std::wstring::npos ? std::wstring(L".") : file.substr(0, sep + 1);
+    WIN32_FILE_ATTRIBUTE_DATA info;
+    if (!GetFileAttributesExW(folder.c_str(), GetFileExInfoStandard, &info))
+        return true;
+    ULONGLONG written = (static_cast<ULONGLONG>(info.ftLastWriteTime.dwHighDateTime) << 32) | info.ftLastWriteTime.dwLowDateTime;
+    std::wstring key = file + L"|" + suffix;
+    EnterCriticalSection(&folders.lock);
+    auto found = folders.seen.find(key);
+    bool changed = found == folders.seen.end() || found->second != written;
+    folders.seen[key] = written;
+    LeaveCriticalSection(&folders.lock);
+    return changed;
 }
 
 // Cheap existence test for a plain path: one attribute query instead of a directory search.
@@ -130,26 +161,38 @@ void CFileIO::RefreshFindData()
 {
     if (!m_findData || !m_filename[0])
         return;
-    // The entry's sizes, times and attributes; one attribute query is enough for a plain name.
+    // The entry's sizes, times and attributes: from the open handle, or one attribute query for a
+    // plain name; only a name with wildcards needs a directory search.
     ZeroMemory(m_findData, sizeof(*m_findData));
-    WIN32_FILE_ATTRIBUTE_DATA info;
-    if (!HasWildcard(m_filename) && GetFileAttributesExW(m_filename, GetFileExInfoStandard, &info))
+    // (Two narrow handle queries: GetFileInformationByHandle also asks for the volume, which is slow.)
+    FILE_BASIC_INFO basic;
+    LARGE_INTEGER size;
+    WIN32_FILE_ATTRIBUTE_DATA named;
+    if (m_handle != INVALID_HANDLE_VALUE && GetFileInformationByHandleEx(m_handle, FileBasicInfo, &basic, sizeof(basic)) &&
+        GetFileSizeEx(m_handle, &size))
     {
-        m_findData->dwFileAttributes = info.dwFileAttributes;
-        m_findData->ftCreationTime = info.ftCreationTime;
-        m_findData->ftLastAccessTime = info.ftLastAccessTime;
-        m_findData->ftLastWriteTime = info.ftLastWriteTime;
-        m_findData->nFileSizeHigh = info.nFileSizeHigh;
-        m_findData->nFileSizeLow = info.nFileSizeLow;
-        std::wstring name(m_filename);
-        size_t slash = LastSeparator(name);
-        wcsncpy_s(m_findData->cFileName, MAX_PATH, slash == std::wstring::npos ? m_filename : m_filename + slash + 1,
-                  _TRUNCATE);
+        named.dwFileAttributes = basic.FileAttributes;
+        named.ftCreationTime = { basic.CreationTime.LowPart, static_cast<DWORD>(basic.CreationTime.HighPart) };
+        named.ftLastAccessTime = { basic.LastAccessTime.LowPart, static_cast<DWORD>(basic.LastAccessTime.HighPart) };
+        named.ftLastWriteTime = { basic.LastWriteTime.LowPart, static_cast<DWORD>(basic.LastWriteTime.HighPart) };
+        named.nFileSizeHigh = static_cast<DWORD>(size.HighPart);
+        named.nFileSizeLow = size.LowPart;
     }
-    else
+    else if (HasWildcard(m_filename) || !GetFileAttributesExW(m_filename, GetFileExInfoStandard, &named))
     {
         FileExists(m_filename, m_findData);
+        return;
     }
+    m_findData->dwFileAttributes = named.dwFileAttributes;
+    m_findData->ftCreationTime = named.ftCreationTime;
+    m_findData->ftLastAccessTime = named.ftLastAccessTime;
+    m_findData->ftLastWriteTime = named.ftLastWriteTime;
+    m_findData->nFileSizeHigh = named.nFileSizeHigh;
+    m_findData->nFileSizeLow = named.nFileSizeLow;
+    std::wstring name(m_filename);
+    size_t slash = LastSeparator(name);
+    wcsncpy_s(m_findData->cFileName, MAX_PATH, slash == std::wstring::npos ? m_filename : m_filename + slash + 1,
+              _TRUNCATE);
 }
 
 void CFileIO::SetAttributes(unsigned long attributes)
@@ -176,8 +219,7 @@ bool CFileIO::Open(int access, unsigned long attributes, unsigned long share)
 {
     if (!m_filename[0])
         return false;
-    bool exists = PlainPathExists(m_filename);
-    if (!exists && m_handle != INVALID_HANDLE_VALUE)
+    if (m_handle != INVALID_HANDLE_VALUE && !PlainPathExists(m_filename))
     {
         CloseHandle(m_handle);
         m_handle = INVALID_HANDLE_VALUE;
@@ -185,15 +227,17 @@ bool CFileIO::Open(int access, unsigned long attributes, unsigned long share)
     bool opened = m_handle != INVALID_HANDLE_VALUE;
     if (!opened)
     {
-        if (!exists)
+        // OPEN_ALWAYS: a missing file is created, even by OpenRead. A missing folder chain is
+        // created when the first attempt says the path is not there, then the open is tried again.
+        m_handle = CreateFileW(m_filename, static_cast<DWORD>(access), share, nullptr, OPEN_ALWAYS, attributes, nullptr);
+        if (m_handle == INVALID_HANDLE_VALUE && ::GetLastError() == ERROR_PATH_NOT_FOUND)
         {
             wchar_t folder[MAX_PATH] = {};
             GetFolder(m_filename, folder, MAX_PATH);
             if (folder[0] && !FolderExists(folder))
                 CreateFolder(folder);
+            m_handle = CreateFileW(m_filename, static_cast<DWORD>(access), share, nullptr, OPEN_ALWAYS, attributes, nullptr);
         }
-        // OPEN_ALWAYS: a missing file is created, even by OpenRead.
-        m_handle = CreateFileW(m_filename, static_cast<DWORD>(access), share, nullptr, OPEN_ALWAYS, attributes, nullptr);
         opened = m_handle != INVALID_HANDLE_VALUE;
         if (!opened)
             Report(L"File open failure: \"%s\"", m_filename);
@@ -234,10 +278,19 @@ bool CFileIO::Close()
 {
     if (m_handle == INVALID_HANDLE_VALUE)
         return false;
+    // The attributes go on through the handle while it is open (a second open of the file by
+    // name costs as much as the first); a handle without that right falls back to the name.
+    FILE_BASIC_INFO basic = {};
+    basic.FileAttributes = m_attributes;
+    bool restored = SetFileInformationByHandle(m_handle, FileBasicInfo, &basic, sizeof(basic)) != FALSE;
+    RefreshFindData();
     CloseHandle(m_handle);
     m_handle = INVALID_HANDLE_VALUE;
-    bool restored = SetFileAttributesW(m_filename, m_attributes) != FALSE;
-    RefreshFindData();
+    if (!restored)
+    {
+        restored = SetFileAttributesW(m_filename, m_attributes) != FALSE;
+        RefreshFindData();
+    }
     return restored;
 }
 
@@ -508,7 +561,7 @@ wchar_t* CFileIO::AppendSlash(wchar_t* path, int size)
     if (!Usable(path) || size < 1)
         return path;
     if (!IsSlash(path[wcslen(path) - 1]))
-        wcscat_s(path, static_cast<size_t>(size), L"\\");
+        veskon::StrictAppend(path, static_cast<size_t>(size), L"\\");
     return path;
 }
 
@@ -810,16 +863,11 @@ void CFileIO::RollOverFile(wchar_t* path, wchar_t* suffix, __int64 limit, bool /
         }
         MoveFileExW(path, Formatted(L"%s%s_%d.log", base.c_str(), tag, 1).c_str(), MOVEFILE_REPLACE_EXISTING);
     }
-    // Clean-up of the older naming (the full path, the suffix and a number, no ".log"). One
-    // directory search tells whether there is anything to clean at all.
-    if (count > 10)
+    // Clean-up of the older naming (the full path, the suffix and a number, no ".log"). Such a
+    // file can only have appeared if the folder changed since the last look, so the numbered
+    // names are only probed again when the folder's write time moved.
+    if (count > 10 || !OlderNamesMayExist(path, tag))
         return;
-    std::wstring pattern = std::wstring(path) + tag + L"_*";
-    WIN32_FIND_DATAW data;
-    HANDLE find = FindFirstFileW(pattern.c_str(), &data);
-    if (find == INVALID_HANDLE_VALUE)
-        return;
-    FindClose(find);
     for (int j = count; j <= 10; ++j)
     {
         std::wstring old = Formatted(L"%s%s_%d", path, tag, j);

@@ -56,22 +56,27 @@ wchar_t* CopyUntil(wchar_t* text, wchar_t* out, int outSize, bool (*stop)(wchar_
 }
 
 // Appends one saved line in the ANSI code page, at most kSavedLineBytes bytes. A line that does
-// not fit is cut before its "\r\n", never after, so it cannot run into the next one.
+// not fit is cut (at a character boundary) before its "\r\n", never after, so that it cannot run
+// into the next one.
 void AppendAnsiLine(std::string& file, const std::wstring& line)
 {
-    char bytes[kSavedLineBytes];
     const int room = kSavedLineBytes - 2;
-    int n = WideCharToMultiByte(CP_ACP, 0, line.c_str(), static_cast<int>(line.size()), bytes, room, nullptr, nullptr);
-    if (n == 0 && !line.empty())
+    auto bytesFor = [&line](size_t chars) {
+        return WideCharToMultiByte(CP_ACP, 0, line.c_str(), static_cast<int>(chars), nullptr, 0, nullptr, nullptr);
+    };
+    size_t chars = line.size();
+    if (bytesFor(chars) > room)
     {
-        // Too long for the buffer: convert as many characters as fit.
-        size_t chars = line.size();
-        while (chars > 0 && n == 0)
+        size_t low = 0, high = chars;  // the longest prefix that fits lies in [low, high)
+        while (high - low > 1)
         {
-            chars = chars * 3 / 4;
-            n = WideCharToMultiByte(CP_ACP, 0, line.c_str(), static_cast<int>(chars), bytes, room, nullptr, nullptr);
+            size_t middle = low + (high - low) / 2;
+            (bytesFor(middle) <= room ? low : high) = middle;
         }
+        chars = low;
     }
+    char bytes[kSavedLineBytes];
+    int n = chars ? WideCharToMultiByte(CP_ACP, 0, line.c_str(), static_cast<int>(chars), bytes, room, nullptr, nullptr) : 0;
     file.append(bytes, static_cast<size_t>(n));
     file.append("\r\n");
 }
@@ -391,9 +396,12 @@ bool CIniFile::Save()
 {
     if (m_sections.empty() || !m_filename[0])
         return false;
-    std::string file;
+    if (m_lock)
+        m_lock->Enter(L"CIniFile::Save");
+    bool written = false;
     try
     {
+        std::string file;
         for (const auto& section : m_sections)
         {
             file.append("\r\n");
@@ -401,16 +409,15 @@ bool CIniFile::Save()
             for (const auto& pair : *section.second)
                 AppendAnsiLine(file, pair.first + L"=" + pair.second);
         }
+        // OpenWrite deletes the file first: the new text never mixes with the old.
+        CFileIO out(m_filename, m_attributes ? static_cast<unsigned long>(m_attributes) : FILE_ATTRIBUTE_NORMAL);
+        written = out.OpenWrite() && out.Write(&file[0], static_cast<__int64>(file.size()));
+        out.Close();
     }
     catch (...)
     {
-        return false;
+        written = false;  // out of memory for the text: the file is left as it was
     }
-    if (m_lock)
-        m_lock->Enter(L"CIniFile::Save");
-    CFileIO out(m_filename, m_attributes ? static_cast<unsigned long>(m_attributes) : FILE_ATTRIBUTE_NORMAL);
-    bool written = out.OpenWrite() && out.Write(&file[0], static_cast<__int64>(file.size()));
-    out.Close();
     if (m_lock)
         m_lock->Leave();
     return written;

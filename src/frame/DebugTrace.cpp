@@ -130,6 +130,41 @@ void CDebugTrace::OutputDebugStringW(DEBUG_MSG_LEVEL level, wchar_t* text, const
     WriteLine(level, text, source, line);
 }
 
+namespace
+{
+// The time stamp changes once a second; formatting it through the locale for every line is
+// what a burst of lines would otherwise pay most for.
+struct StampCache
+{
+    SYSTEMTIME second = {};
+    wchar_t text[128] = {};
+};
+
+void CurrentStamp(StampCache& cache, wchar_t* out, int size)
+{
+    SYSTEMTIME now;
+    GetLocalTime(&now);
+    now.wMilliseconds = 0;
+    if (memcmp(&now, &cache.second, sizeof(now)) != 0)
+    {
+        CDateTime::Format(now, LOCALE_SYSTEM_DEFAULT, LOCALE_NOUSEROVERRIDE, L"  ", cache.text, 128);
+        cache.second = now;
+    }
+    wcsncpy_s(out, static_cast<size_t>(size), cache.text, _TRUNCATE);
+}
+
+// Formats and converts one line into wide/narrow buffers of the given capacities; returns the
+// narrow byte count, or 0 when the line does not fit (it is then dropped whole, never cut).
+int FormatLine(wchar_t* wide, int wideChars, char* narrow, int narrowBytes, const wchar_t* stamp, const wchar_t* origin,
+               const wchar_t* text)
+{
+    int chars = _snwprintf_s(wide, static_cast<size_t>(wideChars), _TRUNCATE, L"%-20s - %-40s - %s\r\n", stamp, origin, text);
+    if (chars <= 0)
+        return 0;
+    return WideCharToMultiByte(CP_ACP, 0, wide, chars, narrow, narrowBytes, nullptr, nullptr);
+}
+}
+
 void CDebugTrace::WriteLine(DEBUG_MSG_LEVEL level, const wchar_t* text, const char* source, int line)
 {
     // One flag for the whole process, tested and set without an atomic exchange: a call made
@@ -138,35 +173,48 @@ void CDebugTrace::WriteLine(DEBUG_MSG_LEVEL level, const wchar_t* text, const ch
     if (m_busy)
         return;
     m_busy = true;
-    if (!m_enabled || !text || level < m_threshold || !m_logFilePath[0])
+    if (!m_enabled || !text || level < m_threshold || !m_logFilePath[0] || !m_lock)
     {
         m_busy = false;
         return;
     }
-    wchar_t* wide = static_cast<wchar_t*>(CMemoryManager::Alloc(kLineBytes));
-    char* narrow = static_cast<char*>(CMemoryManager::Alloc(kLineBytes));
-    if (wide && narrow)
+    static StampCache stamps; // only touched while busy is held
+    wchar_t stamp[128];
+    CurrentStamp(stamps, stamp, 128);
+    wchar_t origin[512];
+    _snwprintf_s(origin, 512, _TRUNCATE, L"%S(%d)\t%d(%d)", source ? source : "", line,
+                 static_cast<int>(GetCurrentProcessId()), static_cast<int>(GetCurrentThreadId()));
+
+    // Ordinary lines are formatted on the stack; a long one gets the two 128 KiB heap buffers
+    // (65536 characters and 128 KiB of ANSI text), and is dropped when they cannot be had.
+    const int smallChars = 1024;
+    wchar_t smallWide[smallChars];
+    char smallNarrow[smallChars * 2];
+    wchar_t* wide = nullptr;
+    char* narrow = nullptr;
+    int bytes = 0;
+    if (wcslen(text) < 512)
+        bytes = FormatLine(smallWide, smallChars, smallNarrow, sizeof(smallNarrow), stamp, origin, text);
+    const char* out = smallNarrow;
+    if (bytes == 0)
     {
-        wchar_t stamp[260];
-        CDateTime::GetSystemDateTimeString(stamp, 260);
-        wchar_t origin[512];
-        _snwprintf_s(origin, 512, _TRUNCATE, L"%S(%d)\t%d(%d)", source ? source : "", line,
-                     static_cast<int>(GetCurrentProcessId()), static_cast<int>(GetCurrentThreadId()));
-        // A line that does not fit is dropped whole rather than cut.
-        int chars = _snwprintf_s(wide, kLineChars, _TRUNCATE, L"%-20s - %-40s - %s\r\n", stamp, origin, text);
-        int bytes = chars > 0 ? WideCharToMultiByte(CP_ACP, 0, wide, chars, narrow, kLineBytes, nullptr, nullptr) : 0;
-        if (bytes > 0 && m_lock)
+        wide = static_cast<wchar_t*>(CMemoryManager::Alloc(kLineBytes));
+        narrow = static_cast<char*>(CMemoryManager::Alloc(kLineBytes));
+        if (wide && narrow)
+            bytes = FormatLine(wide, kLineChars, narrow, kLineBytes, stamp, origin, text);
+        out = narrow;
+    }
+    if (bytes > 0)
+    {
+        m_lock->Await();
+        CFileIO::RollOverFile(m_logFilePath, kBackupSuffix, m_sizeLimit, true, m_rolloverCount);
+        CFileIO log(m_logFilePath, FILE_ATTRIBUTE_NORMAL, FILE_SHARE_READ | FILE_SHARE_WRITE);
+        if (log.OpenAppend())
         {
-            m_lock->Await();
-            CFileIO::RollOverFile(m_logFilePath, kBackupSuffix, m_sizeLimit, true, m_rolloverCount);
-            CFileIO log(m_logFilePath, FILE_ATTRIBUTE_NORMAL, FILE_SHARE_READ | FILE_SHARE_WRITE);
-            if (log.OpenAppend())
-            {
-                log.Write(narrow, bytes);
-                log.Close();
-            }
-            m_lock->Leave();
+            log.Write(const_cast<char*>(out), bytes);
+            log.Close();
         }
+        m_lock->Leave();
     }
     CMemoryManager::Free(wide);
     CMemoryManager::Free(narrow);

@@ -2,6 +2,7 @@
 #include "frame/DebugTrace.h"
 #include "frame/Localize.h"
 #include "files/FileIO.h"
+#include "system/PrivateStrictCopy.h"
 #include "system/XEventLog.h"
 #include <softpub.h>
 #include <wintrust.h>
@@ -91,7 +92,7 @@ void CKVRN_DllMain::Load()
     GetModuleFileNameW(m_hInstance, m_moduleFilename, MAX_PATH);
     // A command line of 1024 characters or more stops the process here, as intended: it is
     // outside the supported range and must not be silently cut.
-    wcscpy_s(m_commandLine, 1024, GetCommandLineW());
+    veskon::StrictCopy(m_commandLine, 1024, GetCommandLineW());
     FindApplicationFilename();
 
     WIN32_FIND_DATAW found = {};
@@ -188,9 +189,9 @@ wchar_t* CKVRN_DllMain::FindApplicationFilename()
     const wchar_t* end = wcschr(start, closing);
     // An application file name of 260 characters or more stops the process, as intended.
     if (end)
-        wcsncpy_s(m_applicationFilename, MAX_PATH, start, static_cast<size_t>(end - start));
+        veskon::StrictCopy(m_applicationFilename, MAX_PATH, start, static_cast<size_t>(end - start));
     else
-        wcscpy_s(m_applicationFilename, MAX_PATH, start);
+        veskon::StrictCopy(m_applicationFilename, MAX_PATH, start);
     return m_applicationFilename;
 }
 

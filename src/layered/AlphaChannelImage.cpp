@@ -3,7 +3,7 @@
 using std::max;
 using std::min;
 #include <gdiplus.h>
-#include <emmintrin.h>
+#include <cstring>
 #include <memory>
 #include "files/FileIO.h"
 #include "frame/ErrorMsg.h"
@@ -30,12 +30,16 @@ struct CMemoryDeleter
     void operator()(void* p) const { CMemoryManager::Free(p); }
 };
 
-// v * a / 255 truncated, for v, a in 0..255: exact over the whole range (checked exhaustively by
-// the tests), and free of a division.
-inline BYTE Scale(unsigned v, unsigned a)
+// Premultiplication, bit-exact with the definition (B = B * A / 255 truncated, and so for G, R; A
+// kept), fast because every layered-window composition runs it over a whole window.
+//
+// x / 255 for x = v * a <= 255 * 255 is exactly (x + 1 + (x >> 8)) >> 8 (checked over the whole
+// range by the tests). The vector kernel works in 16-bit lanes on the even bytes (B, R) and the
+// odd bytes (G, A) of each pixel, so that nothing crosses a 32-bit lane: the same code serves
+// SSE2 (4 pixels per step) and AVX2 (8 pixels per step).
+inline unsigned Div255(unsigned x)
 {
-    unsigned x = v * a;
-    return static_cast<BYTE>((x * 0x8081u) >> 23);
+    return (x + 1 + (x >> 8)) >> 8;
 }
 
 void PreMultiplyScalar(BYTE* p, size_t pixels)
@@ -43,40 +47,50 @@ void PreMultiplyScalar(BYTE* p, size_t pixels)
     for (size_t i = 0; i < pixels; ++i, p += 4)
     {
         unsigned a = p[3];
-        if (a == 255)
-            continue;
-        p[0] = Scale(p[0], a);
-        p[1] = Scale(p[1], a);
-        p[2] = Scale(p[2], a);
+        p[0] = static_cast<BYTE>(Div255(p[0] * a));
+        p[1] = static_cast<BYTE>(Div255(p[1] * a));
+        p[2] = static_cast<BYTE>(Div255(p[2] * a));
     }
 }
 
-// Four pixels at a time in 16-bit lanes: the alpha lane is multiplied by 255 so that it comes out
-// unchanged, and x / 255 is (x * 0x8081) >> 23, exact for every x up to 255 * 255.
+typedef unsigned int U32x4 __attribute__((vector_size(16)));
+typedef unsigned short U16x8 __attribute__((vector_size(16)));
+typedef unsigned int U32x8 __attribute__((vector_size(32)));
+typedef unsigned short U16x16 __attribute__((vector_size(32)));
+
+// Premultiplies whole vectors of pixels; returns how many pixels it did.
+template <typename V32, typename V16>
+inline __attribute__((always_inline)) size_t PreMultiplyVectors(BYTE* p, size_t pixels)
+{
+    const size_t step = sizeof(V32) / 4;
+    size_t blocks = pixels / step;
+    for (size_t i = 0; i < blocks; ++i, p += sizeof(V32))
+    {
+        V32 px;
+        memcpy(&px, p, sizeof(px));
+        V32 a = px >> 24;
+        V16 alpha = reinterpret_cast<V16>(a | (a << 16));          // A in every 16-bit lane
+        V16 br = reinterpret_cast<V16>(px & 0x00FF00FFu) * alpha;  // B * A, R * A
+        V16 ga = (reinterpret_cast<V16>(px) >> 8) * alpha;         // G * A, A * A (dropped below)
+        br = (br + 1 + (br >> 8)) >> 8;                            // Div255 in every lane
+        ga = (ga + 1 + (ga >> 8)) >> 8;
+        V32 out = reinterpret_cast<V32>(br) | ((reinterpret_cast<V32>(ga) & 0xFFFFu) << 8) | (px & 0xFF000000u);
+        memcpy(p, &out, sizeof(out));
+    }
+    return blocks * step;
+}
+
 #if defined(__i386__)
 __attribute__((target("sse2")))
 #endif
-void PreMultiplySse2(BYTE* p, size_t pixels)
+size_t PreMultiplySse2(BYTE* p, size_t pixels)
 {
-    const __m128i zero = _mm_setzero_si128();
-    const __m128i alphaLane = _mm_set_epi16(255, 0, 0, 0, 255, 0, 0, 0);
-    const __m128i colourLanes = _mm_set_epi16(0, -1, -1, -1, 0, -1, -1, -1);
-    const __m128i magic = _mm_set1_epi16(static_cast<short>(0x8081));
-    size_t blocks = pixels / 4;
-    for (size_t i = 0; i < blocks; ++i, p += 16)
-    {
-        __m128i px = _mm_loadu_si128(reinterpret_cast<const __m128i*>(p));
-        __m128i lo = _mm_unpacklo_epi8(px, zero);
-        __m128i hi = _mm_unpackhi_epi8(px, zero);
-        __m128i alo = _mm_shufflehi_epi16(_mm_shufflelo_epi16(lo, 0xFF), 0xFF);
-        __m128i ahi = _mm_shufflehi_epi16(_mm_shufflelo_epi16(hi, 0xFF), 0xFF);
-        alo = _mm_or_si128(_mm_and_si128(alo, colourLanes), alphaLane);
-        ahi = _mm_or_si128(_mm_and_si128(ahi, colourLanes), alphaLane);
-        lo = _mm_srli_epi16(_mm_mulhi_epu16(_mm_mullo_epi16(lo, alo), magic), 7);
-        hi = _mm_srli_epi16(_mm_mulhi_epu16(_mm_mullo_epi16(hi, ahi), magic), 7);
-        _mm_storeu_si128(reinterpret_cast<__m128i*>(p), _mm_packus_epi16(lo, hi));
-    }
-    PreMultiplyScalar(p, pixels % 4);
+    return PreMultiplyVectors<U32x4, U16x8>(p, pixels);
+}
+
+__attribute__((target("avx2"))) size_t PreMultiplyAvx2(BYTE* p, size_t pixels)
+{
+    return PreMultiplyVectors<U32x8, U16x16>(p, pixels);
 }
 
 bool HasSse2()
@@ -87,6 +101,26 @@ bool HasSse2()
     static const bool present = IsProcessorFeaturePresent(PF_XMMI64_INSTRUCTIONS_AVAILABLE) != FALSE;
     return present;
 #endif
+}
+
+bool HasAvx2()
+{
+    // The run-time's check also asks whether the system saves the AVX registers.
+    static const bool present = [] {
+        __builtin_cpu_init();
+        return __builtin_cpu_supports("avx2") != 0;
+    }();
+    return present;
+}
+
+void PreMultiplyPixels(BYTE* p, size_t pixels)
+{
+    size_t done = 0;
+    if (HasAvx2())
+        done = PreMultiplyAvx2(p, pixels);
+    if (HasSse2())
+        done += PreMultiplySse2(p + done * 4, pixels - done);
+    PreMultiplyScalar(p + done * 4, pixels - done);
 }
 
 // Decodes a file into a GDI+ bitmap; null when GDI+ cannot read it.
@@ -286,11 +320,7 @@ void CAlphaChannelImage::PreMultiplyRGBChannels(HBITMAP hbitmap, int width, int 
     unsigned long long pixels = static_cast<unsigned long long>(width) * static_cast<unsigned long long>(height);
     if (pixels > available)
         pixels = available;
-    BYTE* bits = static_cast<BYTE*>(header.bmBits);
-    if (HasSse2())
-        PreMultiplySse2(bits, static_cast<size_t>(pixels));
-    else
-        PreMultiplyScalar(bits, static_cast<size_t>(pixels));
+    PreMultiplyPixels(static_cast<BYTE*>(header.bmBits), static_cast<size_t>(pixels));
 }
 
 void CAlphaChannelImage::PreMultiplyRGBChannels(CAlphaChannelImage* image)

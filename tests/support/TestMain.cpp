@@ -7,32 +7,29 @@ using std::min;
 #include <windows.h>
 #include <gdiplus.h>
 #include <gtest/gtest.h>
-#include <cstring>
 #include <string>
 #include "frame/KVRN_DllMain.h"
+#include "FolderTree.h"
 
 namespace veskon_test
 {
 int RunRegisteredChild(const std::string& name);
-void RemoveFolderTree(const std::wstring& folder);
 }
 
 int main(int argc, char** argv)
 {
-    for (int i = 1; i < argc; ++i)
+    char child[128] = {};
+    if (GetEnvironmentVariableA("VESKON_CHILD", child, sizeof(child)) > 0)
     {
-        const char prefix[] = "--veskon-child=";
-        if (strncmp(argv[i], prefix, sizeof(prefix) - 1) == 0)
-        {
-            // Children inherit the parent's temporary folder through the environment.
-            Gdiplus::GdiplusStartupInput input;
-            ULONG_PTR token = 0;
-            Gdiplus::GdiplusStartup(&token, &input, nullptr);
-            int code = veskon_test::RunRegisteredChild(argv[i] + sizeof(prefix) - 1);
-            delete CKVRN_DllMain::Instance();
-            Gdiplus::GdiplusShutdown(token);
-            return code;
-        }
+        // A child body; it inherits the parent's temporary folder through the environment.
+        SetEnvironmentVariableA("VESKON_CHILD", nullptr);
+        Gdiplus::GdiplusStartupInput input;
+        ULONG_PTR token = 0;
+        Gdiplus::GdiplusStartup(&token, &input, nullptr);
+        int code = veskon_test::RunRegisteredChild(child);
+        delete CKVRN_DllMain::Instance();
+        Gdiplus::GdiplusShutdown(token);
+        return code;
     }
 
     wchar_t temp[MAX_PATH] = {};
@@ -50,6 +47,6 @@ int main(int argc, char** argv)
     int result = RUN_ALL_TESTS();
     delete CKVRN_DllMain::Instance();
     Gdiplus::GdiplusShutdown(token);
-    veskon_test::RemoveFolderTree(runFolder);
+    veskon_common::RemoveFolderTree(runFolder);
     return result;
 }

@@ -1,5 +1,6 @@
 #include "support/TestSupport.h"
 #include "frame/DebugTrace.h"
+#include "FolderTree.h"
 #include <shlwapi.h>
 #include <map>
 
@@ -30,37 +31,8 @@ std::wstring UniqueName(const wchar_t* prefix)
     return name;
 }
 
-void RemoveTree(const std::wstring& folder)
-{
-    std::wstring pattern = folder + L"\\*";
-    WIN32_FIND_DATAW data;
-    HANDLE find = FindFirstFileW(pattern.c_str(), &data);
-    if (find != INVALID_HANDLE_VALUE)
-    {
-        do
-        {
-            std::wstring name = data.cFileName;
-            if (name == L"." || name == L"..")
-                continue;
-            std::wstring full = folder + L"\\" + name;
-            if (data.dwFileAttributes & FILE_ATTRIBUTE_DIRECTORY)
-                RemoveTree(full);
-            else
-            {
-                SetFileAttributesW(full.c_str(), FILE_ATTRIBUTE_NORMAL);
-                DeleteFileW(full.c_str());
-            }
-        } while (FindNextFileW(find, &data));
-        FindClose(find);
-    }
-    RemoveDirectoryW(folder.c_str());
-}
 }
 
-void RemoveFolderTree(const std::wstring& folder)
-{
-    RemoveTree(folder);
-}
 
 ScratchFolder::ScratchFolder()
 {
@@ -70,7 +42,7 @@ ScratchFolder::ScratchFolder()
 
 ScratchFolder::~ScratchFolder()
 {
-    RemoveTree(m_path);
+    veskon_common::RemoveFolderTree(m_path);
 }
 
 std::wstring ScratchFolder::File(const std::wstring& name) const
@@ -99,7 +71,26 @@ RegistryValueGuard::RegistryValueGuard(HKEY root, const std::wstring& key, const
 {
     HKEY opened = nullptr;
     if (RegOpenKeyExW(root, key.c_str(), 0, KEY_READ, &opened) != ERROR_SUCCESS)
+    {
+        // Remember the outermost missing key, so that whatever the test creates goes again.
+        size_t pos = 0;
+        for (;;)
+        {
+            size_t next = key.find(L'\\', pos);
+            std::wstring prefix = key.substr(0, next);
+            HKEY probe = nullptr;
+            if (RegOpenKeyExW(root, prefix.c_str(), 0, KEY_READ, &probe) != ERROR_SUCCESS)
+            {
+                m_createdTop = prefix;
+                break;
+            }
+            RegCloseKey(probe);
+            if (next == std::wstring::npos)
+                break;
+            pos = next + 1;
+        }
         return;
+    }
     m_keyExisted = true;
     DWORD bytes = 0;
     if (RegQueryValueExW(opened, name.c_str(), nullptr, &m_type, nullptr, &bytes) == ERROR_SUCCESS)
@@ -115,8 +106,9 @@ RegistryValueGuard::~RegistryValueGuard()
 {
     if (!m_keyExisted)
     {
-        // The test created the key: remove what it left, leaving parents that held something.
-        SHDeleteKeyW(m_root, m_key.c_str());
+        // The key did not exist: remove it and the parents that came with it.
+        if (!m_createdTop.empty())
+            SHDeleteKeyW(m_root, m_createdTop.c_str());
         return;
     }
     HKEY opened = nullptr;
@@ -153,13 +145,8 @@ bool PumpUntil(const std::function<bool()>& done, int ms)
     }
 }
 
-namespace
+HBITMAP CreateTopDownDib(HDC dc, int width, int height, void** bits)
 {
-Pixels CaptureFrom(HDC source, int x, int y, int width, int height)
-{
-    Pixels pixels;
-    if (width <= 0 || height <= 0)
-        return pixels;
     BITMAPINFO info = {};
     info.bmiHeader.biSize = sizeof(info.bmiHeader);
     info.bmiHeader.biWidth = width;
@@ -167,9 +154,19 @@ Pixels CaptureFrom(HDC source, int x, int y, int width, int height)
     info.bmiHeader.biPlanes = 1;
     info.bmiHeader.biBitCount = 32;
     info.bmiHeader.biCompression = BI_RGB;
+    return CreateDIBSection(dc, &info, DIB_RGB_COLORS, bits, nullptr, 0);
+}
+
+namespace
+{
+Pixels CaptureFrom(HDC source, int x, int y, int width, int height)
+{
+    Pixels pixels;
+    if (width <= 0 || height <= 0)
+        return pixels;
     void* bits = nullptr;
     HDC memory = CreateCompatibleDC(source);
-    HBITMAP dib = CreateDIBSection(source, &info, DIB_RGB_COLORS, &bits, nullptr, 0);
+    HBITMAP dib = CreateTopDownDib(source, width, height, &bits);
     if (memory && dib && bits)
     {
         HGDIOBJ old = SelectObject(memory, dib);
@@ -235,6 +232,19 @@ bool FileExists(const std::wstring& path)
     return GetFileAttributesW(path.c_str()) != INVALID_FILE_ATTRIBUTES;
 }
 
+void SetFileWriteTime(const std::wstring& path, ULONGLONG seconds)
+{
+    HANDLE file = CreateFileW(path.c_str(), FILE_WRITE_ATTRIBUTES, FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr,
+                              OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr);
+    if (file == INVALID_HANDLE_VALUE)
+        return;
+    ULARGE_INTEGER t;
+    t.QuadPart = (13000000000ULL + seconds) * 10000000ULL;
+    FILETIME ft = { t.LowPart, t.HighPart };
+    SetFileTime(file, nullptr, nullptr, &ft);
+    CloseHandle(file);
+}
+
 std::wstring TraceLogPath()
 {
     return CDebugTrace::Instance()->GetLogFilename();
@@ -295,13 +305,21 @@ DWORD RunCommandLine(const std::wstring& application, const std::wstring& comman
     return code;
 }
 
+DWORD RunChildWithCommandLine(const std::string& name, const std::wstring& commandLine, const std::wstring& application,
+                              DWORD timeoutMs)
+{
+    SetEnvironmentVariableW(L"VESKON_CHILD", Wide(name).c_str());
+    DWORD code = RunCommandLine(application.empty() ? ThisProgram() : application, commandLine, timeoutMs);
+    SetEnvironmentVariableW(L"VESKON_CHILD", nullptr);
+    return code;
+}
+
 DWORD RunChild(const std::string& name, const std::wstring& extra, DWORD timeoutMs)
 {
-    std::wstring program = ThisProgram();
-    std::wstring line = L"\"" + program + L"\" --veskon-child=" + Wide(name);
+    std::wstring line = L"\"" + ThisProgram() + L"\"";
     if (!extra.empty())
         line += L" " + extra;
-    return RunCommandLine(program, line, timeoutMs);
+    return RunChildWithCommandLine(name, line, L"", timeoutMs);
 }
 
 std::string Narrow(const std::wstring& text)

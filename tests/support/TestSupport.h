@@ -50,6 +50,7 @@ private:
     std::wstring m_name;
     bool m_existed;
     bool m_keyExisted;
+    std::wstring m_createdTop; // the first key of the path that did not exist yet
     DWORD m_type;
     std::vector<BYTE> m_data;
 };
@@ -72,11 +73,15 @@ struct Pixels
     BYTE Alpha(int x, int y) const { return static_cast<BYTE>(At(x, y) >> 24); }
 };
 Pixels CaptureScreen(const RECT& area);
+// A 32-bit top-down DIB section (B, G, R, A bytes per pixel); *bits receives its pixels.
+HBITMAP CreateTopDownDib(HDC dc, int width, int height, void** bits);
 Pixels CaptureWindow(HWND hwnd);
 
 std::string ReadFileBytes(const std::wstring& path);
 bool WriteFileBytes(const std::wstring& path, const std::string& bytes);
 bool FileExists(const std::wstring& path);
+// Sets a file's last-write time to a fixed epoch plus `seconds` (for ordering tests).
+void SetFileWriteTime(const std::wstring& path, ULONGLONG seconds);
 
 // The library's trace log file of this run (the library writes it in the run's temp folder).
 std::wstring TraceLogPath();
@@ -86,9 +91,13 @@ std::string TraceLogText();
 void DeleteTraceLogs();
 
 // Child processes: a test registers a function under a name; RunChild starts this test program
-// again with "--veskon-child=<name>" (plus `extra` arguments) and returns its exit code.
+// again with VESKON_CHILD=<name> in its environment (so the command line is free to be anything)
+// and returns its exit code.
 void RegisterChild(const std::string& name, const std::function<int()>& body);
 DWORD RunChild(const std::string& name, const std::wstring& extra = L"", DWORD timeoutMs = 60000);
+// The same with exactly this command line (program file: this test program, or `application`).
+DWORD RunChildWithCommandLine(const std::string& name, const std::wstring& commandLine,
+                              const std::wstring& application = L"", DWORD timeoutMs = 60000);
 // Runs a program with exactly this command line; returns its exit code.
 DWORD RunCommandLine(const std::wstring& application, const std::wstring& commandLine, DWORD timeoutMs = 60000);
 std::wstring ThisProgram();

@@ -1,3 +1,0 @@
-#include <gtest/gtest.h>
-#include "frame/KVRN_DllMain.h"
-TEST(Smoke, Loads) { EXPECT_NE(CKVRN_DllMain::Instance(), nullptr); }

@@ -1,0 +1,164 @@
+#include <algorithm>
+using std::max;
+using std::min;
+#include "support/TestImages.h"
+#include "support/TestSupport.h"
+#include <gdiplus.h>
+#include <cstring>
+#include <fstream>
+
+namespace veskon_test
+{
+namespace
+{
+bool EncoderClsid(const wchar_t* mime, CLSID* clsid)
+{
+    UINT count = 0, bytes = 0;
+    if (Gdiplus::GetImageEncodersSize(&count, &bytes) != Gdiplus::Ok || bytes == 0)
+        return false;
+    std::vector<BYTE> buffer(bytes);
+    auto* codecs = reinterpret_cast<Gdiplus::ImageCodecInfo*>(buffer.data());
+    Gdiplus::GetImageEncoders(count, bytes, codecs);
+    for (UINT i = 0; i < count; ++i)
+    {
+        if (wcscmp(codecs[i].MimeType, mime) == 0)
+        {
+            *clsid = codecs[i].Clsid;
+            return true;
+        }
+    }
+    return false;
+}
+
+void Put16(std::string& out, int value)
+{
+    out.push_back(static_cast<char>(value & 0xFF));
+    out.push_back(static_cast<char>((value >> 8) & 0xFF));
+}
+
+// LZW data of 8-bit indexes written as literal codes only: a clear code every 200 pixels keeps
+// the code width at 9 bits, which every decoder accepts.
+std::string LzwLiterals(const std::vector<BYTE>& indexes)
+{
+    const int clear = 256, end = 257;
+    std::string bytes;
+    unsigned long bits = 0;
+    int count = 0;
+    auto emit = [&](int code) {
+        bits |= static_cast<unsigned long>(code) << count;
+        count += 9;
+        while (count >= 8)
+        {
+            bytes.push_back(static_cast<char>(bits & 0xFF));
+            bits >>= 8;
+            count -= 8;
+        }
+    };
+    for (size_t i = 0; i < indexes.size(); ++i)
+    {
+        if (i % 200 == 0)
+            emit(clear);
+        emit(indexes[i]);
+    }
+    emit(end);
+    if (count > 0)
+        bytes.push_back(static_cast<char>(bits & 0xFF));
+    std::string blocks;
+    for (size_t pos = 0; pos < bytes.size(); pos += 255)
+    {
+        size_t n = std::min<size_t>(255, bytes.size() - pos);
+        blocks.push_back(static_cast<char>(n));
+        blocks.append(bytes, pos, n);
+    }
+    blocks.push_back('\0');
+    return blocks;
+}
+}
+
+bool SaveImage(const std::wstring& path, int width, int height, const std::function<DWORD(int x, int y)>& argb,
+               const wchar_t* mime)
+{
+    CLSID clsid;
+    if (!EncoderClsid(mime, &clsid))
+        return false;
+    Gdiplus::Bitmap bitmap(width, height, PixelFormat32bppARGB);
+    Gdiplus::Rect all(0, 0, width, height);
+    Gdiplus::BitmapData data;
+    if (bitmap.LockBits(&all, Gdiplus::ImageLockModeWrite, PixelFormat32bppARGB, &data) != Gdiplus::Ok)
+        return false;
+    for (int y = 0; y < height; ++y)
+    {
+        DWORD* row = reinterpret_cast<DWORD*>(static_cast<BYTE*>(data.Scan0) + static_cast<ptrdiff_t>(y) * data.Stride);
+        for (int x = 0; x < width; ++x)
+            row[x] = argb(x, y);
+    }
+    bitmap.UnlockBits(&data);
+    return bitmap.Save(path.c_str(), &clsid, nullptr) == Gdiplus::Ok;
+}
+
+bool SaveSolidPng(const std::wstring& path, int width, int height, DWORD argb)
+{
+    return SaveImage(path, width, height, [argb](int, int) { return argb; }, L"image/png");
+}
+
+bool SaveGif(const std::wstring& path, int width, int height, const std::vector<DWORD>& palette,
+             const std::vector<std::vector<BYTE>>& frames, const std::vector<int>& delays)
+{
+    std::string gif = "GIF89a";
+    Put16(gif, width);
+    Put16(gif, height);
+    gif += static_cast<char>(0xF7);  // global table of 256 colours, 8 bits of colour resolution
+    gif += '\0';
+    gif += '\0';
+    for (int i = 0; i < 256; ++i)
+    {
+        DWORD rgb = i < static_cast<int>(palette.size()) ? palette[static_cast<size_t>(i)] : 0;
+        gif += static_cast<char>((rgb >> 16) & 0xFF);
+        gif += static_cast<char>((rgb >> 8) & 0xFF);
+        gif += static_cast<char>(rgb & 0xFF);
+    }
+    if (frames.size() > 1)
+        gif += std::string("\x21\xFF\x0BNETSCAPE2.0\x03\x01\x00\x00\x00", 19);
+    for (size_t f = 0; f < frames.size(); ++f)
+    {
+        int delay = f < delays.size() ? delays[f] : -1;
+        if (delay >= 0)
+        {
+            gif += std::string("\x21\xF9\x04\x04", 4);  // graphic control: disposal "do not dispose"
+            Put16(gif, delay);
+            gif += '\0';
+            gif += '\0';
+        }
+        gif += '\x2C';
+        Put16(gif, 0);
+        Put16(gif, 0);
+        Put16(gif, width);
+        Put16(gif, height);
+        gif += '\0';
+        gif += '\x08';  // LZW minimum code size
+        gif += LzwLiterals(frames[f]);
+    }
+    gif += '\x3B';
+    std::ofstream out(path.c_str(), std::ios::binary);
+    out.write(gif.data(), static_cast<std::streamsize>(gif.size()));
+    return static_cast<bool>(out);
+}
+
+HBITMAP MakeDib(int width, int height, const std::vector<DWORD>& pixels)
+{
+    void* bits = nullptr;
+    HBITMAP dib = CreateTopDownDib(nullptr, width, height, &bits);
+    if (dib && bits)
+        memcpy(bits, pixels.data(), std::min(pixels.size(), static_cast<size_t>(width) * height) * sizeof(DWORD));
+    return dib;
+}
+
+std::vector<DWORD> DibPixels(HBITMAP dib)
+{
+    BITMAP header = {};
+    if (!dib || !GetObjectW(dib, sizeof(header), &header) || !header.bmBits || header.bmBitsPixel != 32)
+        return {};
+    const DWORD* bits = static_cast<const DWORD*>(header.bmBits);
+    return std::vector<DWORD>(bits, bits + static_cast<size_t>(header.bmWidthBytes / 4) * header.bmHeight);
+}
+}
