@@ -161,28 +161,22 @@ void CFileIO::RefreshFindData()
 {
     if (!m_findData || !m_filename[0])
         return;
-    // The entry's sizes, times and attributes: from the open handle, or one attribute query for a
-    // plain name; only a name with wildcards needs a directory search.
-    ZeroMemory(m_findData, sizeof(*m_findData));
-    // (Two narrow handle queries: GetFileInformationByHandle also asks for the volume, which is slow.)
-    FILE_BASIC_INFO basic;
+    // While the file is open only the size is refreshed, from the handle (the part of the entry
+    // this object reports); the rest stays as the last look-up by name found it.
     LARGE_INTEGER size;
-    WIN32_FILE_ATTRIBUTE_DATA named;
-    if (m_handle != INVALID_HANDLE_VALUE && GetFileInformationByHandleEx(m_handle, FileBasicInfo, &basic, sizeof(basic)) &&
-        GetFileSizeEx(m_handle, &size))
+    if (m_handle != INVALID_HANDLE_VALUE && GetFileSizeEx(m_handle, &size))
     {
-        named.dwFileAttributes = basic.FileAttributes;
-        named.ftCreationTime = { basic.CreationTime.LowPart, static_cast<DWORD>(basic.CreationTime.HighPart) };
-        named.ftLastAccessTime = { basic.LastAccessTime.LowPart, static_cast<DWORD>(basic.LastAccessTime.HighPart) };
-        named.ftLastWriteTime = { basic.LastWriteTime.LowPart, static_cast<DWORD>(basic.LastWriteTime.HighPart) };
-        named.nFileSizeHigh = static_cast<DWORD>(size.HighPart);
-        named.nFileSizeLow = size.LowPart;
+        m_findData->nFileSizeHigh = static_cast<DWORD>(size.HighPart);
+        m_findData->nFileSizeLow = size.LowPart;
+        return;
     }
-    else if (HasWildcard(m_filename) || !GetFileAttributesExW(m_filename, GetFileExInfoStandard, &named))
+    WIN32_FILE_ATTRIBUTE_DATA named;
+    if (HasWildcard(m_filename) || !GetFileAttributesExW(m_filename, GetFileExInfoStandard, &named))
     {
         FileExists(m_filename, m_findData);
         return;
     }
+    ZeroMemory(m_findData, sizeof(*m_findData));
     m_findData->dwFileAttributes = named.dwFileAttributes;
     m_findData->ftCreationTime = named.ftCreationTime;
     m_findData->ftLastAccessTime = named.ftLastAccessTime;
@@ -841,31 +835,28 @@ void CFileIO::RotateFile(wchar_t* path, __int64 limit, bool wholeLines)
     CMemoryManager::Free(data);
 }
 
-void CFileIO::RollOverFile(wchar_t* path, wchar_t* suffix, __int64 limit, bool /*flag*/, int count)
+namespace
 {
-    if (!Usable(path) || limit <= 0)
-        return;
-    WIN32_FILE_ATTRIBUTE_DATA info;
-    if (!GetFileAttributesExW(path, GetFileExInfoStandard, &info))
-        return;
-    const wchar_t* tag = suffix ? suffix : L"";
+// Moves <base><suffix>_<i>.log up by one (the oldest, number `count`, is replaced) and the file
+// itself to number 1.
+void RollOver(const wchar_t* path, const wchar_t* tag, int count)
+{
     size_t length = wcslen(path);
     std::wstring base(path, length > 4 ? length - 4 : 0);
-    __int64 size = (static_cast<__int64>(info.nFileSizeHigh) << 32) | info.nFileSizeLow;
-    if (size > limit)
+    for (int i = count; i >= 1; --i)
     {
-        for (int i = count; i >= 1; --i)
-        {
-            std::wstring older = Formatted(L"%s%s_%d.log", base.c_str(), tag, i);
-            if (i != count && PlainPathExists(older.c_str()))
-                MoveFileExW(older.c_str(), Formatted(L"%s%s_%d.log", base.c_str(), tag, i + 1).c_str(),
-                            MOVEFILE_REPLACE_EXISTING);
-        }
-        MoveFileExW(path, Formatted(L"%s%s_%d.log", base.c_str(), tag, 1).c_str(), MOVEFILE_REPLACE_EXISTING);
+        std::wstring older = Formatted(L"%s%s_%d.log", base.c_str(), tag, i);
+        if (i != count && PlainPathExists(older.c_str()))
+            MoveFileExW(older.c_str(), Formatted(L"%s%s_%d.log", base.c_str(), tag, i + 1).c_str(), MOVEFILE_REPLACE_EXISTING);
     }
-    // Clean-up of the older naming (the full path, the suffix and a number, no ".log"). Such a
-    // file can only have appeared if the folder changed since the last look, so the numbered
-    // names are only probed again when the folder's write time moved.
+    MoveFileExW(path, Formatted(L"%s%s_%d.log", base.c_str(), tag, 1).c_str(), MOVEFILE_REPLACE_EXISTING);
+}
+
+// Clean-up of the older naming (the full path, the suffix and a number, no ".log"). Such a file
+// can only have appeared if the folder changed since the last look, so the numbered names are
+// only probed again when the folder's write time moved.
+void CleanOlderNames(const wchar_t* path, const wchar_t* tag, int count)
+{
     if (count > 10 || !OlderNamesMayExist(path, tag))
         return;
     for (int j = count; j <= 10; ++j)
@@ -874,4 +865,40 @@ void CFileIO::RollOverFile(wchar_t* path, wchar_t* suffix, __int64 limit, bool /
         if (PlainPathExists(old.c_str()))
             ::DeleteFileW(old.c_str());
     }
+}
+}
+
+void CFileIO::RollOverFile(wchar_t* path, wchar_t* suffix, __int64 limit, bool /*flag*/, int count)
+{
+    if (!Usable(path) || limit <= 0)
+        return;
+    WIN32_FILE_ATTRIBUTE_DATA info;
+    if (!GetFileAttributesExW(path, GetFileExInfoStandard, &info))
+        return;
+    const wchar_t* tag = suffix ? suffix : L"";
+    __int64 size = (static_cast<__int64>(info.nFileSizeHigh) << 32) | info.nFileSizeLow;
+    if (size > limit)
+        RollOver(path, tag, count);
+    CleanOlderNames(path, tag, count);
+}
+
+bool CFileIO::OpenAppendRolled(wchar_t* suffix, __int64 limit, int count)
+{
+    // Whether the file was there decides, as in RollOverFile, whether anything is rolled or
+    // cleaned; the size that decides the rollover comes from the open handle.
+    bool existed = m_findData && m_findData->cFileName[0];
+    if (!OpenAppend())
+        return false;
+    if (!existed || limit <= 0)
+        return true;
+    const wchar_t* tag = suffix ? suffix : L"";
+    if (GetFileSize() > limit)
+    {
+        Close();
+        RollOver(m_filename, tag, count);
+        CleanOlderNames(m_filename, tag, count);
+        return OpenAppend();
+    }
+    CleanOlderNames(m_filename, tag, count);
+    return true;
 }

@@ -32,6 +32,11 @@ public:
     // Deletes the file first: writing always starts on an empty file.
     bool OpenWrite();
     bool OpenAppend();
+    // OpenAppend, with RollOverFile(GetFilename(), suffix, limit, ..., count) applied on the way:
+    // a file that has grown past `limit` is rolled over (and a fresh one opened), and the older
+    // backup names are cleaned up. The size is read from the open handle, so a log appended line
+    // by line pays for one open per line.
+    bool OpenAppendRolled(wchar_t* suffix, __int64 limit, int count);
     bool Close();
 
     bool Read(char* buf, __int64* count);

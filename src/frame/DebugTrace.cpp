@@ -207,9 +207,9 @@ void CDebugTrace::WriteLine(DEBUG_MSG_LEVEL level, const wchar_t* text, const ch
     if (bytes > 0)
     {
         m_lock->Await();
-        CFileIO::RollOverFile(m_logFilePath, kBackupSuffix, m_sizeLimit, true, m_rolloverCount);
+        // Roll the log over when it has grown past the limit, then append the line.
         CFileIO log(m_logFilePath, FILE_ATTRIBUTE_NORMAL, FILE_SHARE_READ | FILE_SHARE_WRITE);
-        if (log.OpenAppend())
+        if (log.OpenAppendRolled(kBackupSuffix, m_sizeLimit, m_rolloverCount))
         {
             log.Write(const_cast<char*>(out), bytes);
             log.Close();

@@ -394,6 +394,41 @@ TEST(CFileIOStatic, RotateUnicodeWritesTheMarkOnlyForWholeLines)
     EXPECT_EQ(0u, rest.find(L"row ")) << "starts on a whole line";
 }
 
+TEST(CFileIOObject, AppendWithRolloverFollowsTheRolloverRules)
+{
+    ScratchFolder dir;
+    std::wstring log = dir.File(L"svc.log");
+    std::wstring b1 = dir.File(L"svc_bk_1.log");
+    wchar_t suffix[] = L"_bk";
+    WriteFileBytes(log + L"_bk_4", "older naming");
+    {
+        CFileIO missing(&log[0]);
+        ASSERT_TRUE(missing.OpenAppendRolled(suffix, 10, 2));
+        missing.Close();
+    }
+    EXPECT_TRUE(FileExists(log + L"_bk_4")) << "a log that was not there rolls and cleans nothing";
+    WriteFileBytes(log, "0123456789");
+    {
+        CFileIO atLimit(&log[0]);
+        ASSERT_TRUE(atLimit.OpenAppendRolled(suffix, 10, 2));
+        char more[] = "+";
+        atLimit.Write(more, 1);
+        atLimit.Close();
+    }
+    EXPECT_FALSE(FileExists(b1)) << "exactly the limit: appended to";
+    EXPECT_FALSE(FileExists(log + L"_bk_4")) << "older names cleaned";
+    EXPECT_EQ("0123456789+", ReadFileBytes(log));
+    {
+        CFileIO past(&log[0]);
+        ASSERT_TRUE(past.OpenAppendRolled(suffix, 10, 2));
+        char line[] = "new";
+        past.Write(line, 3);
+        past.Close();
+    }
+    EXPECT_EQ("0123456789+", ReadFileBytes(b1));
+    EXPECT_EQ("new", ReadFileBytes(log)) << "rolled, then a fresh file";
+}
+
 TEST(CFileIOStatic, RollOverKeepsNumberedBackups)
 {
     ScratchFolder dir;

@@ -158,7 +158,7 @@ TEST(CKVRN_DllMain, IsDlgMsgServesOnlyTheForegroundDialog)
     CKVRN_DllMain* frame = CKVRN_DllMain::Instance();
     HWND first = MakeDialog();
     HWND second = MakeDialog();
-    ASSERT_TRUE(first && second);
+    ASSERT_TRUE(first && second) << "CreateDialogIndirectParamW: error " << GetLastError();
     frame->AddDlgToDlgList(first);
     frame->AddDlgToDlgList(second);
 
