@@ -2,27 +2,24 @@
 #include <memory>
 #include "frame/KVRN_DllMain.h"
 #include "images/ImageManager.h"
+#include "support/TestImages.h"
 
 namespace layered_test
 {
 namespace
 {
-const CLSID kPngEncoder = { 0x557cf406, 0x1a04, 0x11d3, { 0x9a, 0x73, 0x00, 0x00, 0xf8, 0x1e, 0xf3, 0x2e } };
 const UINT_PTR kScriptTimer = 4711;
 }
 
 bool WritePng(const std::wstring& path, int w, int h, Gdiplus::ARGB fill, RECT innerRect, Gdiplus::ARGB inner)
 {
-    Gdiplus::Bitmap bitmap(w, h, PixelFormat32bppARGB);
-    for (int y = 0; y < h; ++y)
-    {
-        for (int x = 0; x < w; ++x)
-        {
+    return veskon_test::SaveImage(
+        path, w, h,
+        [&](int x, int y) {
             const bool in = x >= innerRect.left && x < innerRect.right && y >= innerRect.top && y < innerRect.bottom;
-            bitmap.SetPixel(x, y, Gdiplus::Color(in ? inner : fill));
-        }
-    }
-    return bitmap.Save(path.c_str(), &kPngEncoder, nullptr) == Gdiplus::Ok;
+            return static_cast<DWORD>(in ? inner : fill);
+        },
+        L"image/png");
 }
 
 Canvas::Canvas(int w, int h, DWORD background) : m_width(w), m_dc(nullptr), m_bitmap(nullptr), m_old(nullptr), m_bits(nullptr)
