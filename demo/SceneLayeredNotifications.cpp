@@ -103,7 +103,7 @@ public:
     void Paint(HDC dc, int x, int y, int width, int height) override
     {
         HINSTANCE library = CKVRN_DllMain::Instance()->GethInstance();
-        if (HICON icon = CIconCache::Instance()->Load(library, 219, 32, 32))
+        if (HICON icon = CIconCache::Load(library, 219, 32, 32))
             DrawIconEx(dc, x + 26, y + 22, icon, 32, 32, 0, nullptr, DI_NORMAL);
         Gdiplus::Graphics g(dc);
         Gdiplus::SolidBrush titleInk(Gdiplus::Color(255, 30, 40, 60));

@@ -86,8 +86,7 @@ bool CAlphaChannelWindow::RegisterWindowClass()
     wc.lpfnWndProc = &CAlphaChannelWindow::WindowProc;
     wc.cbWndExtra = 4;
     wc.hInstance = instance;
-    CIconCache* icons = CIconCache::Instance();
-    wc.hIcon = icons ? icons->Load(instance, kAppIcon, 32, 32) : nullptr;
+    wc.hIcon = CIconCache::Load(instance, kAppIcon, 32, 32);
     wc.lpszClassName = kClassName;
     if (!RegisterClassExW(&wc))
     {
@@ -269,13 +268,10 @@ void CAlphaChannelWindow::Load(HWND parent, wchar_t* upImage, wchar_t* downImage
     if (CAlphaChannelWindowManager* manager = CAlphaChannelWindowManager::Instance())
         manager->Add(m_hwnd, position);
 
-    if (CIconCache* icons = CIconCache::Instance())
-    {
-        if (HICON smallIcon = icons->Load(instance, kAppIcon, 16, 16))
-            SendMessageW(m_hwnd, WM_SETICON, ICON_SMALL, reinterpret_cast<LPARAM>(smallIcon));
-        if (HICON bigIcon = icons->Load(instance, kAppIcon, 48, 48))
-            SendMessageW(m_hwnd, WM_SETICON, ICON_BIG, reinterpret_cast<LPARAM>(bigIcon));
-    }
+    if (HICON smallIcon = CIconCache::Load(instance, kAppIcon, 16, 16))
+        SendMessageW(m_hwnd, WM_SETICON, ICON_SMALL, reinterpret_cast<LPARAM>(smallIcon));
+    if (HICON bigIcon = CIconCache::Load(instance, kAppIcon, 48, 48))
+        SendMessageW(m_hwnd, WM_SETICON, ICON_BIG, reinterpret_cast<LPARAM>(bigIcon));
 
     BeforeFadeIn();
 

@@ -53,6 +53,12 @@ HICON CIconCache::Load(HINSTANCE module, int id, int width, int height)
 {
     if (id <= 0 || id > 0xFFFF || width < 0 || height < 0)
         return nullptr;
+    CIconCache* cache = Instance();
+    return cache ? cache->Find(module, id, width, height) : nullptr;
+}
+
+HICON CIconCache::Find(HINSTANCE module, int id, int width, int height)
+{
     // Tooltips and timed dialogs may ask from other threads than the layered windows.
     if (m_lock)
         m_lock->Enter(L"CIconCache::Load");

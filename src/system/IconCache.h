@@ -21,15 +21,17 @@ public:
     CIconCache& operator=(const CIconCache&) = delete;
 
     // Icon resource `id` of `module` at width x height pixels (the closest image the resource
-    // has, scaled by the system when it has none of that size); null when the module has no such
-    // icon. A failed load is not remembered, so a later call tries again.
-    HICON Load(HINSTANCE module, int id, int width, int height);
+    // has, scaled by the system when it has none of that size), from the singleton's cache (made
+    // on first use); null when the module has no such icon. A failed load is not remembered, so a
+    // later call tries again.
+    static HICON Load(HINSTANCE module, int id, int width, int height);
 
     // Number of icons held.
     int size();
 
 private:
     CIconCache();
+    HICON Find(HINSTANCE module, int id, int width, int height);
 
     struct Entry
     {
