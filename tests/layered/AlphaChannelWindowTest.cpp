@@ -1,5 +1,6 @@
 #include "LayeredTestSupport.h"
 #include <memory>
+#include <thread>
 #include "files/IniFile.h"
 #include "frame/KVRN_DllMain.h"
 #include "layered/AlphaChannelImage.h"
@@ -305,6 +306,74 @@ TEST_F(WindowTest, HoverPressAndReleaseOutsideDoNotClick)
     EXPECT_EQ(CAlphaChannelButton::BUTTON_REASON_DOWN, log.reasons.front());
     for (int reason : log.reasons)
         EXPECT_NE(CAlphaChannelButton::BUTTON_REASON_CLICK, reason);
+}
+
+TEST_F(WindowTest, RepeaterCallsBackWhileHeld)
+{
+    ButtonLog log;
+    ScriptedWindow w;
+    std::thread releaser;
+    bool pressedAfter = true, hoveredAfter = false;
+    w.Add("faded in", FadedIn());
+    w.Add("hold", Do([&](ScriptedWindow& s) {
+              s.ButtonAt(0)->SetRepeater(true);
+              POINT p = s.ButtonCentre(s.ButtonAt(0));
+              SetCursorPos(p.x, p.y);
+              // The repeat loop does not pump: only input from another thread ends it.
+              releaser = std::thread([] {
+                  Sleep(300);
+                  SendMouseButton(false);
+              });
+              SendMouseButton(true);
+          }));
+    w.Add("released", Wait([&](ScriptedWindow& s) {
+              pressedAfter = s.ButtonAt(0)->Pressed() || s.ButtonAt(0)->Down();
+              hoveredAfter = s.ButtonAt(0)->Hovered();
+              return log.reasons.size() > 2 && !pressedAfter;
+          }));
+    w.Add("pause", Pause(100));
+    w.Run(Background(), Buttons({ 6 }, &log));
+    if (releaser.joinable())
+        releaser.join();
+    SendMouseButton(false);
+    ASSERT_FALSE(w.timedOut) << w.failedStep;
+    size_t downs = 0;
+    for (int reason : log.reasons)
+        downs += reason == CAlphaChannelButton::BUTTON_REASON_DOWN ? 1 : 0;
+    EXPECT_GT(downs, 2u);
+    EXPECT_FALSE(pressedAfter);
+    EXPECT_TRUE(hoveredAfter);
+}
+
+TEST_F(WindowTest, ScrollTimerRepeatsTheHeldButton)
+{
+    ButtonLog log;
+    ScriptedWindow w;
+    w.scrollMethod = CAlphaChannelWindow::SCROLL_REPEAT_BUTTON;
+    size_t downsWhileHeld = 0;
+    w.Add("faded in", FadedIn());
+    w.Add("press", Do([](ScriptedWindow& s) {
+              POINT p = s.ButtonCentre(s.ButtonAt(0));
+              SetCursorPos(p.x, p.y);
+              SendMouseButton(true);
+          }));
+    w.Add("repeating", Wait([&](ScriptedWindow&) {
+              downsWhileHeld = 0;
+              for (int reason : log.reasons)
+                  downsWhileHeld += reason == CAlphaChannelButton::BUTTON_REASON_DOWN ? 1 : 0;
+              return downsWhileHeld >= 4;
+          }));
+    w.Add("release elsewhere", Do([](ScriptedWindow& s) {
+              RECT r;
+              GetWindowRect(s.GetHwnd(), &r);
+              SetCursorPos(r.left + 5, r.top + 5);
+              SendMouseButton(false);
+          }));
+    w.Add("pause", Pause(150));
+    w.Run(Background(), Buttons({ 6 }, &log));
+    SendMouseButton(false);
+    ASSERT_FALSE(w.timedOut) << w.failedStep;
+    EXPECT_GE(downsWhileHeld, 4u);  // one from the press, the rest from the 25 ms scroll timer
 }
 
 TEST_F(WindowTest, HitTestDragsByTheBackgroundAndNotByButtons)
