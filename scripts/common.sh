@@ -34,6 +34,9 @@ prepare_prefix() {
   done
   wine reg add "$fonts" /v "Courier New" /t REG_SZ /d "DejaVu Sans Mono" /f >/dev/null 2>&1
   wine reg add 'HKCU\Software\Wine\WineDbg' /v ShowCrashDialog /t REG_DWORD /d 0 /f >/dev/null 2>&1
+  # Xvfb has no window manager: let Wine draw captions and frames itself (so screenshots show them)
+  # and stop it waiting 2 s for a window manager to confirm each hidden window.
+  wine reg add 'HKCU\Software\Wine\X11 Driver' /v Managed /t REG_SZ /d N /f >/dev/null 2>&1
   wine reg delete 'HKLM\Software\Microsoft\Windows NT\CurrentVersion\AeDebug' /v Debugger /f >/dev/null 2>&1
   wineserver -w
   touch "$prefix/.veskon-ready"

@@ -10,7 +10,9 @@
 #include "frame/KVRN_DllMain.h"
 #include "frame/Localize.h"
 #include "frame/MemoryManager.h"
+#include "frame/ModelessMessage.h"
 #include "frame/RegistryEx.h"
+#include "frame/ZintorResIds.h"
 
 #include "files/FileIO.h"
 #include "files/IniFile.h"

@@ -243,6 +243,10 @@ void CDebugTrace::WindowsMessage(wchar_t* prefix, HWND hwnd, UINT msg, WPARAM wP
 
 void CDebugTrace::Initialize()
 {
+    // One monitor at a time: a second thread would share the stop event, and one signal would
+    // end only one of them.
+    if (m_monitorThread != INVALID_HANDLE_VALUE)
+        return;
     HANDLE stop = CreateEventW(nullptr, FALSE, FALSE, nullptr);
     if (!stop)
     {
@@ -256,6 +260,8 @@ void CDebugTrace::Initialize()
     {
         OutputDebugStringW(DEBUG_MSG_LEVEL_4, L"Registry monitoring thread initialization failed",
                            "CDebugTrace::Initialize", __LINE__);
+        CloseHandle(m_stopEvent);
+        m_stopEvent = INVALID_HANDLE_VALUE;
         return;
     }
     m_monitorThread = reinterpret_cast<HANDLE>(thread);
@@ -291,10 +297,10 @@ unsigned __stdcall CDebugTrace::MonitorThread(void* /*arg*/)
                                  __LINE__);
         return 0;
     }
-    // The settings are first reloaded after the start delay; a stop asked for meanwhile ends the
-    // thread at once instead of waiting out the delay.
-    if (WaitForSingleObject(self->m_stopEvent, s_monitorStartDelay) == WAIT_OBJECT_0)
-        return 0;
+    // The settings are first reloaded after the start delay. A stop asked for meanwhile stays
+    // signalled (nobody waits on the event yet) and ends the loop right after that reload, well
+    // within the 30 s that Unintialize allows.
+    Sleep(s_monitorStartDelay);
     self->ReloadSettings();
 
     const HANDLE events[2] = { self->m_stopEvent, changed };

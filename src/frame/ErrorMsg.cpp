@@ -2,6 +2,7 @@
 #include "frame/DebugTrace.h"
 #include "frame/KVRN_DllMain.h"
 #include "frame/Localize.h"
+#include "frame/ZintorResIds.h"
 #include "system/XEventLog.h"
 #include <cstdio>
 #include <cwchar>
@@ -14,6 +15,37 @@ namespace
 {
 CErrorMsg* g_instance = nullptr;
 const int kErrorStringChars = 4096;
+
+// Points a standard stream at the console, in text mode and unbuffered. freopen does it where the
+// run-time allows; a process that started without standard handles has streams that freopen
+// refuses (msvcrt marks them with no descriptor), so those get a descriptor on the console's
+// handle and take over its stream, as msvcrt's own guidance for GUI processes does.
+void AttachStream(FILE* stream, const wchar_t* device, const char* mode, DWORD access)
+{
+    FILE* reopened = nullptr;
+    char deviceName[16] = {};
+    WideCharToMultiByte(CP_ACP, 0, device, -1, deviceName, 16, nullptr, nullptr);
+    if (_fileno(stream) >= 0 && freopen_s(&reopened, deviceName, mode, stream) == 0 && reopened)
+    {
+        setvbuf(stream, nullptr, _IONBF, 0);
+        return;
+    }
+    HANDLE console = CreateFileW(device, access, FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr, OPEN_EXISTING, 0, nullptr);
+    if (console == INVALID_HANDLE_VALUE)
+        return;
+    int fd = _open_osfhandle(reinterpret_cast<intptr_t>(console), _O_TEXT);
+    FILE* opened = fd >= 0 ? _fdopen(fd, mode) : nullptr;
+    if (!opened)
+    {
+        if (fd >= 0)
+            _close(fd);
+        else
+            CloseHandle(console);
+        return;
+    }
+    *stream = *opened;
+    setvbuf(stream, nullptr, _IONBF, 0);
+}
 }
 
 CErrorMsg* CErrorMsg::Instance()
@@ -54,7 +86,7 @@ unsigned long CErrorMsg::GetLastErrorString(wchar_t* context, wchar_t* out, int 
     if (chars && system)
     {
         wchar_t format[260];
-        CLocalize::GetFormat(625, L"%s\r\n%s", format, 260);
+        CLocalize::GetFormat(IDS_ERROR_WITH_SYSTEM_TEXT, L"%s\r\nSystem error: %s", format, 260);
         _snwprintf_s(out, static_cast<size_t>(outSize), _TRUNCATE, format, context, system);
     }
     if (system)
@@ -145,21 +177,23 @@ bool CErrorMsg::WriteToEventLog(HWND /*owner*/, wchar_t* text, wchar_t* title, i
 
 void CErrorMsg::RedirectStdIOToConsole()
 {
+    // A process that already has a console keeps it; the streams are attached to it all the same.
     AllocConsole();
-    CONSOLE_SCREEN_BUFFER_INFO info;
-    HANDLE output = GetStdHandle(STD_OUTPUT_HANDLE);
-    if (GetConsoleScreenBufferInfo(output, &info))
+    HANDLE console = CreateFileW(L"CONOUT$", GENERIC_READ | GENERIC_WRITE, FILE_SHARE_READ | FILE_SHARE_WRITE,
+                                 nullptr, OPEN_EXISTING, 0, nullptr);
+    if (console != INVALID_HANDLE_VALUE)
     {
-        info.dwSize.Y = 500;
-        SetConsoleScreenBufferSize(output, info.dwSize);
+        CONSOLE_SCREEN_BUFFER_INFO info;
+        if (GetConsoleScreenBufferInfo(console, &info))
+        {
+            info.dwSize.Y = 500;
+            SetConsoleScreenBufferSize(console, info.dwSize);
+        }
+        CloseHandle(console);
     }
-    FILE* stream = nullptr;
-    freopen_s(&stream, "CONOUT$", "w", stdout);
-    freopen_s(&stream, "CONIN$", "r", stdin);
-    freopen_s(&stream, "CONOUT$", "w", stderr);
-    setvbuf(stdout, nullptr, _IONBF, 0);
-    setvbuf(stdin, nullptr, _IONBF, 0);
-    setvbuf(stderr, nullptr, _IONBF, 0);
+    AttachStream(stdout, L"CONOUT$", "w", GENERIC_WRITE);
+    AttachStream(stdin, L"CONIN$", "r", GENERIC_READ);
+    AttachStream(stderr, L"CONOUT$", "w", GENERIC_WRITE);
     // Keep the C++ streams in step with the C streams they now write through.
     std::ios::sync_with_stdio();
     std::wcout.clear();

@@ -75,6 +75,7 @@ CKVRN_DllMain::CKVRN_DllMain()
     : m_eventLog(nullptr), m_hInstance(nullptr), m_applicationFilename{}, m_moduleFilename{},
       m_applicationName{}, m_applicationFolder{}, m_commandLine{}
 {
+    InitializeCriticalSection(&m_dlgListLock);
 }
 
 CKVRN_DllMain::~CKVRN_DllMain() noexcept
@@ -83,6 +84,7 @@ CKVRN_DllMain::~CKVRN_DllMain() noexcept
         Unload();
     g_instance = nullptr;
     m_dlgList.clear();
+    DeleteCriticalSection(&m_dlgListLock);
 }
 
 void CKVRN_DllMain::Load()
@@ -128,7 +130,9 @@ void CKVRN_DllMain::Unload()
             *c.registered = false;
         }
     }
+    EnterCriticalSection(&m_dlgListLock);
     m_dlgList.clear();
+    LeaveCriticalSection(&m_dlgListLock);
     if (s_deleteImageManager)
         s_deleteImageManager();
     if (s_deleteIconCache)
@@ -197,7 +201,9 @@ wchar_t* CKVRN_DllMain::FindApplicationFilename()
 
 void CKVRN_DllMain::AddDlgToDlgList(HWND dlg)
 {
+    EnterCriticalSection(&m_dlgListLock);
     m_dlgList.push_back(dlg);
+    LeaveCriticalSection(&m_dlgListLock);
 }
 
 void CKVRN_DllMain::RemoveFromDlgList(HWND /*dlg*/)
@@ -207,9 +213,14 @@ void CKVRN_DllMain::RemoveFromDlgList(HWND /*dlg*/)
 
 bool CKVRN_DllMain::IsDlgMsg(MSG& msg)
 {
-    if (m_dlgList.empty())
+    // Walk a copy: IsDialogMessageW may send to a dialog of another thread, which must be free
+    // to register meanwhile.
+    EnterCriticalSection(&m_dlgListLock);
+    std::vector<HWND> dialogs(m_dlgList);
+    LeaveCriticalSection(&m_dlgListLock);
+    if (dialogs.empty())
         return false;
-    for (HWND dlg : m_dlgList)
+    for (HWND dlg : dialogs)
     {
         if (IsWindow(dlg) && dlg == GetForegroundWindow() && IsDialogMessageW(dlg, &msg))
             return true;

@@ -76,4 +76,7 @@ private:
     wchar_t m_applicationFolder[MAX_PATH];
     wchar_t m_commandLine[1024];
     std::vector<HWND> m_dlgList;
+    // Modeless dialogs that run on threads of their own (the modeless message window) register
+    // from there while the host's thread walks the list: the list is guarded, the walk is not.
+    CRITICAL_SECTION m_dlgListLock;
 };

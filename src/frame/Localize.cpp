@@ -60,6 +60,12 @@ CLocalize* CLocalize::Instance()
 {
     if (!g_instance)
     {
+        // Loading needs the frame, and the frame's own load creates this singleton: let the frame
+        // come first, or a first call made here would build and leak a second object.
+        CKVRN_DllMain::Instance();
+    }
+    if (!g_instance)
+    {
         // The constructor loads before the pointer is stored.
         CLocalize* created = new (std::nothrow) CLocalize();
         g_instance = created;

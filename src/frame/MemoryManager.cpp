@@ -1,6 +1,7 @@
 #include "frame/MemoryManager.h"
 #include "frame/ErrorMsg.h"
 #include "frame/Localize.h"
+#include "frame/ZintorResIds.h"
 #include <cstdlib>
 #include <cstring>
 #include <cwchar>
@@ -29,7 +30,7 @@ void* CMemoryManager::Alloc(__int64 size)
     void* block = FitsSizeT(size) ? malloc(static_cast<size_t>(size)) : nullptr;
     if (!block)
     {
-        ReportFailure(635, L"Failed to allocate %I64d bytes of memory.", size);
+        ReportFailure(IDS_ALLOC_FAILED, L"Failed to allocate %I64d bytes of memory.", size);
         return nullptr;
     }
     memset(block, 0, static_cast<size_t>(size));
@@ -44,7 +45,7 @@ void* CMemoryManager::Realloc(void* ptr, __int64 size)
     void* block = FitsSizeT(size) ? realloc(ptr, static_cast<size_t>(size)) : nullptr;
     if (!block)
     {
-        ReportFailure(636, L"Failed to reallocate memory to %I64d bytes.", size);
+        ReportFailure(IDS_REALLOC_FAILED, L"Failed to reallocate memory to %I64d bytes.", size);
         return nullptr;
     }
     return block;

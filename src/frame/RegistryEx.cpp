@@ -69,7 +69,8 @@ bool CRegistryEx::Get(HKEY root, wchar_t* key, wchar_t* name, wchar_t* data, int
         DWORD numberBytes = sizeof(number);
         RegQueryValueExW(opened.get(), name, nullptr, nullptr, reinterpret_cast<BYTE*>(&number), &numberBytes);
         memset(data, 0, static_cast<size_t>(dataSize) * sizeof(wchar_t));
-        // Signed on purpose: 0xFFFFFFFF reads as "-1".
+        // Signed on purpose: 0xFFFFFFFF reads as "-1". The number is cut to the caller's buffer,
+        // never written past it, however small the buffer is.
         _snwprintf_s(data, static_cast<size_t>(dataSize), _TRUNCATE, L"%d", static_cast<int>(number));
     }
     else if (type == REG_QWORD)

@@ -1,7 +1,7 @@
 #include "system/XEventLog.h"
 #include <cwchar>
 
-CXEventLog::CXEventLog(const wchar_t* source) : m_source{}, m_eventSource(nullptr)
+CXEventLog::CXEventLog(const wchar_t* source) : m_source{}, m_eventSource(nullptr), m_lastType(0), m_lastEntry{}
 {
     if (source && *source)
     {
@@ -21,5 +21,9 @@ bool CXEventLog::Write(WORD type, const wchar_t* text)
     if (!m_eventSource || !text || !*text)
         return false;
     const wchar_t* strings[1] = { text };
-    return ReportEventW(m_eventSource, type, 0, 0, nullptr, 1, 0, strings, nullptr) != FALSE;
+    if (!ReportEventW(m_eventSource, type, 0, 0, nullptr, 1, 0, strings, nullptr))
+        return false;
+    m_lastType = type;
+    wcsncpy_s(m_lastEntry, 2048, text, _TRUNCATE);
+    return true;
 }

@@ -1,6 +1,6 @@
 // Test program entry: every suite runs with its own temporary folder (so the library's trace log
 // and scratch files land there and go with it), GDI+ started as a host would, and the frame torn
-// down at the end as a host must. "--veskon-child=<name>" runs a registered child body instead.
+// down at the end as a host must. VESKON_CHILD=<name> in the environment runs a registered child body instead.
 #include <algorithm>
 using std::max;
 using std::min;

@@ -66,61 +66,6 @@ ScratchRegistryKey::~ScratchRegistryKey()
     RegDeleteKeyW(HKEY_CURRENT_USER, L"Software\\VeskonTests");
 }
 
-RegistryValueGuard::RegistryValueGuard(HKEY root, const std::wstring& key, const std::wstring& name)
-    : m_root(root), m_key(key), m_name(name), m_existed(false), m_keyExisted(false), m_type(REG_NONE)
-{
-    HKEY opened = nullptr;
-    if (RegOpenKeyExW(root, key.c_str(), 0, KEY_READ, &opened) != ERROR_SUCCESS)
-    {
-        // Remember the outermost missing key, so that whatever the test creates goes again.
-        size_t pos = 0;
-        for (;;)
-        {
-            size_t next = key.find(L'\\', pos);
-            std::wstring prefix = key.substr(0, next);
-            HKEY probe = nullptr;
-            if (RegOpenKeyExW(root, prefix.c_str(), 0, KEY_READ, &probe) != ERROR_SUCCESS)
-            {
-                m_createdTop = prefix;
-                break;
-            }
-            RegCloseKey(probe);
-            if (next == std::wstring::npos)
-                break;
-            pos = next + 1;
-        }
-        return;
-    }
-    m_keyExisted = true;
-    DWORD bytes = 0;
-    if (RegQueryValueExW(opened, name.c_str(), nullptr, &m_type, nullptr, &bytes) == ERROR_SUCCESS)
-    {
-        m_data.resize(bytes);
-        if (RegQueryValueExW(opened, name.c_str(), nullptr, &m_type, m_data.data(), &bytes) == ERROR_SUCCESS)
-            m_existed = true;
-    }
-    RegCloseKey(opened);
-}
-
-RegistryValueGuard::~RegistryValueGuard()
-{
-    if (!m_keyExisted)
-    {
-        // The key did not exist: remove it and the parents that came with it.
-        if (!m_createdTop.empty())
-            SHDeleteKeyW(m_root, m_createdTop.c_str());
-        return;
-    }
-    HKEY opened = nullptr;
-    if (RegOpenKeyExW(m_root, m_key.c_str(), 0, KEY_ALL_ACCESS, &opened) != ERROR_SUCCESS)
-        return;
-    if (m_existed)
-        RegSetValueExW(opened, m_name.c_str(), 0, m_type, m_data.data(), static_cast<DWORD>(m_data.size()));
-    else
-        RegDeleteValueW(opened, m_name.c_str());
-    RegCloseKey(opened);
-}
-
 void PumpMessages(int ms)
 {
     PumpUntil([] { return false; }, ms);
@@ -285,14 +230,15 @@ std::wstring ThisProgram()
     return path;
 }
 
-DWORD RunCommandLine(const std::wstring& application, const std::wstring& commandLine, DWORD timeoutMs)
+DWORD RunCommandLine(const std::wstring& application, const std::wstring& commandLine, DWORD timeoutMs,
+                     DWORD creationFlags)
 {
     std::vector<wchar_t> line(commandLine.begin(), commandLine.end());
     line.push_back(L'\0');
     STARTUPINFOW startup = {};
     startup.cb = sizeof(startup);
     PROCESS_INFORMATION process = {};
-    if (!CreateProcessW(application.c_str(), line.data(), nullptr, nullptr, FALSE, 0, nullptr, nullptr, &startup,
+    if (!CreateProcessW(application.c_str(), line.data(), nullptr, nullptr, FALSE, creationFlags, nullptr, nullptr, &startup,
                         &process))
         return static_cast<DWORD>(-1);
     DWORD code = static_cast<DWORD>(-2);
@@ -306,10 +252,10 @@ DWORD RunCommandLine(const std::wstring& application, const std::wstring& comman
 }
 
 DWORD RunChildWithCommandLine(const std::string& name, const std::wstring& commandLine, const std::wstring& application,
-                              DWORD timeoutMs)
+                              DWORD timeoutMs, DWORD creationFlags)
 {
     SetEnvironmentVariableW(L"VESKON_CHILD", Wide(name).c_str());
-    DWORD code = RunCommandLine(application.empty() ? ThisProgram() : application, commandLine, timeoutMs);
+    DWORD code = RunCommandLine(application.empty() ? ThisProgram() : application, commandLine, timeoutMs, creationFlags);
     SetEnvironmentVariableW(L"VESKON_CHILD", nullptr);
     return code;
 }

@@ -2,6 +2,7 @@
 // Fixtures shared by every suite: scratch folders and registry keys that clean up after
 // themselves, a message pump, pixel captures, file helpers and child processes.
 #include <windows.h>
+#include "RegistryValueGuard.h"
 #include <functional>
 #include <string>
 #include <vector>
@@ -38,22 +39,7 @@ private:
 
 // Saves one registry value (or its absence) and puts it back on destruction; for the library's
 // own fixed keys, which a test must leave as it found them.
-class RegistryValueGuard
-{
-public:
-    RegistryValueGuard(HKEY root, const std::wstring& key, const std::wstring& name);
-    ~RegistryValueGuard();
-
-private:
-    HKEY m_root;
-    std::wstring m_key;
-    std::wstring m_name;
-    bool m_existed;
-    bool m_keyExisted;
-    std::wstring m_createdTop; // the first key of the path that did not exist yet
-    DWORD m_type;
-    std::vector<BYTE> m_data;
-};
+using veskon_common::RegistryValueGuard;
 
 // Pumps this thread's messages for `ms` milliseconds.
 void PumpMessages(int ms);
@@ -97,9 +83,12 @@ void RegisterChild(const std::string& name, const std::function<int()>& body);
 DWORD RunChild(const std::string& name, const std::wstring& extra = L"", DWORD timeoutMs = 60000);
 // The same with exactly this command line (program file: this test program, or `application`).
 DWORD RunChildWithCommandLine(const std::string& name, const std::wstring& commandLine,
-                              const std::wstring& application = L"", DWORD timeoutMs = 60000);
-// Runs a program with exactly this command line; returns its exit code.
-DWORD RunCommandLine(const std::wstring& application, const std::wstring& commandLine, DWORD timeoutMs = 60000);
+                              const std::wstring& application = L"", DWORD timeoutMs = 60000,
+                              DWORD creationFlags = 0);
+// Runs a program with exactly this command line (and CreateProcessW's creation flags, for
+// example DETACHED_PROCESS for a child without a console); returns its exit code.
+DWORD RunCommandLine(const std::wstring& application, const std::wstring& commandLine, DWORD timeoutMs = 60000,
+                     DWORD creationFlags = 0);
 std::wstring ThisProgram();
 
 std::string Narrow(const std::wstring& text);

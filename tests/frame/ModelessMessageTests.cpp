@@ -1,0 +1,198 @@
+// CModelessMessage: dialog 6000 on a thread of its own, filled by Show, hidden by its 3 s timer
+// (which a second Show does not extend), by a click, OK, Cancel or close, never destroyed until
+// the object goes. Needs ZintorRes.dll beside the test program (bin\Resource\<lang>\).
+#include <gtest/gtest.h>
+#include <windows.h>
+#include <string>
+#include "frame/ErrorMsg.h"
+#include "frame/Localize.h"
+#include "frame/ModelessMessage.h"
+#include "frame/ZintorResIds.h"
+#include "support/TestSupport.h"
+
+using veskon_test::Narrow;
+using veskon_test::PumpUntil;
+using veskon_test::TraceLogText;
+
+namespace
+{
+std::wstring TextOf(HWND hwnd)
+{
+    wchar_t text[8192] = {};
+    GetWindowTextW(hwnd, text, 8192);
+    return text;
+}
+
+class ModelessMessage : public ::testing::Test
+{
+protected:
+    void SetUp() override
+    {
+        ASSERT_NE(CLocalize::Instance()->GethInstance(), nullptr) << "ZintorRes.dll not loaded";
+        m_message = CModelessMessage::Instance();
+        ASSERT_NE(m_message, nullptr);
+        m_dlg = m_message->GetHwnd();
+        ASSERT_TRUE(IsWindow(m_dlg));
+    }
+    void TearDown() override
+    {
+        delete CModelessMessage::Instance();
+        PumpUntil([&] { return !IsWindow(m_dlg); }, 3000);
+    }
+    bool Visible() const { return IsWindowVisible(m_dlg) != FALSE; }
+
+    CModelessMessage* m_message = nullptr;
+    HWND m_dlg = nullptr;
+};
+}
+
+TEST_F(ModelessMessage, RunsItsDialogOnAThreadOfItsOwn)
+{
+    EXPECT_NE(GetWindowThreadProcessId(m_dlg, nullptr), GetCurrentThreadId());
+    EXPECT_EQ(GetPropW(m_dlg, L"ModelessMessageClassPtr"), static_cast<HANDLE>(m_message));
+    EXPECT_FALSE(Visible());
+    HWND text = GetDlgItem(m_dlg, IDC_MODELESS_MESSAGE_TEXT);
+    ASSERT_NE(text, nullptr);
+    EXPECT_NE(GetDlgItem(m_dlg, IDOK), nullptr);
+    // Centred on the work area (within a pixel of rounding).
+    RECT area = {}, window = {};
+    SystemParametersInfoW(SPI_GETWORKAREA, 0, &area, 0);
+    GetWindowRect(m_dlg, &window);
+    EXPECT_LE(abs((window.left + window.right) - (area.left + area.right)), 2);
+    EXPECT_LE(abs((window.top + window.bottom) - (area.top + area.bottom)), 2);
+    EXPECT_EQ(CModelessMessage::Instance(), m_message); // one per process
+}
+
+TEST_F(ModelessMessage, ShowFillsTitleAndTextAndShows)
+{
+    m_message->Show(L"Backup finished", L"All 12 files were copied.");
+    EXPECT_TRUE(Visible());
+    EXPECT_EQ(TextOf(m_dlg), L"Backup finished");
+    EXPECT_EQ(TextOf(GetDlgItem(m_dlg, IDC_MODELESS_MESSAGE_TEXT)), L"All 12 files were copied.");
+
+    std::wstring longText(4000, L'w');
+    m_message->Show(L"Long", longText.c_str());
+    EXPECT_EQ(TextOf(GetDlgItem(m_dlg, IDC_MODELESS_MESSAGE_TEXT)), longText);
+}
+
+TEST_F(ModelessMessage, HidesItselfAfterThreeSecondsWithoutBeingDestroyed)
+{
+    m_message->Show(L"Title", L"Text");
+    ASSERT_TRUE(Visible());
+    EXPECT_TRUE(PumpUntil([&] { return !Visible(); }, 8000));
+    EXPECT_TRUE(IsWindow(m_dlg));
+    // And shows again on the next Show.
+    m_message->Show(L"Again", L"Text");
+    EXPECT_TRUE(Visible());
+    EXPECT_TRUE(PumpUntil([&] { return !Visible(); }, 8000));
+}
+
+TEST_F(ModelessMessage, ASecondShowDoesNotExtendTheThreeSeconds)
+{
+    ULONGLONG first = GetTickCount64();
+    m_message->Show(L"First", L"one");
+    PumpUntil([] { return false; }, 2000);
+    ASSERT_TRUE(Visible());
+    m_message->Show(L"Second", L"two");
+    EXPECT_EQ(TextOf(m_dlg), L"Second");
+    ASSERT_TRUE(PumpUntil([&] { return !Visible(); }, 8000));
+    // Extended, it would hide 3 s after the second Show, 5 s after the first.
+    EXPECT_LT(GetTickCount64() - first, 4500u);
+}
+
+TEST_F(ModelessMessage, HidesOnAClickAnywhereInTheDialog)
+{
+    m_message->Show(L"Click me", L"Anywhere");
+    ASSERT_TRUE(Visible());
+    RECT text = {};
+    GetWindowRect(GetDlgItem(m_dlg, IDC_MODELESS_MESSAGE_TEXT), &text);
+    // A real click on the text: the plain static lets it through to the dialog.
+    SetForegroundWindow(m_dlg);
+    SetCursorPos((text.left + text.right) / 2, (text.top + text.bottom) / 2);
+    INPUT clicks[2] = {};
+    clicks[0].type = clicks[1].type = INPUT_MOUSE;
+    clicks[0].mi.dwFlags = MOUSEEVENTF_LEFTDOWN;
+    clicks[1].mi.dwFlags = MOUSEEVENTF_LEFTUP;
+    ASSERT_EQ(SendInput(2, clicks, sizeof(INPUT)), 2u);
+    EXPECT_TRUE(PumpUntil([&] { return !Visible(); }, 2000));
+    EXPECT_TRUE(IsWindow(m_dlg));
+}
+
+TEST_F(ModelessMessage, HidesOnOkCancelAndClose)
+{
+    for (UINT msg : { 0u, 1u, 2u })
+    {
+        m_message->Show(L"Title", L"Text");
+        ASSERT_TRUE(Visible());
+        if (msg == 0)
+            SendMessageW(m_dlg, WM_COMMAND, IDOK, 0);
+        else if (msg == 1)
+            SendMessageW(m_dlg, WM_COMMAND, IDCANCEL, 0);
+        else
+            SendMessageW(m_dlg, WM_CLOSE, 0, 0);
+        EXPECT_TRUE(PumpUntil([&] { return !Visible(); }, 2000)) << msg;
+        EXPECT_TRUE(IsWindow(m_dlg));
+    }
+}
+
+TEST_F(ModelessMessage, EmptyTitleOrTextReportsString528AndShowsNothing)
+{
+    wchar_t expected[260] = {};
+    ASSERT_GT(LoadStringW(CLocalize::Instance()->GethInstance(), IDS_MODELESS_MESSAGE_ARGS, expected, 260), 0);
+    wchar_t first[] = L"earlier";
+    CErrorMsg::Instance()->Output(77, nullptr, first, nullptr, true);
+    SetWindowTextW(m_dlg, L"unchanged");
+
+    size_t before = TraceLogText().size();
+    m_message->Show(static_cast<const wchar_t*>(nullptr), L"text");
+    m_message->Show(L"", L"text");
+    m_message->Show(L"title", static_cast<const wchar_t*>(nullptr));
+    m_message->Show(L"title", L"");
+    std::string traced = TraceLogText().substr(before);
+
+    EXPECT_EQ(CErrorMsg::Instance()->GetLastError(), 0);
+    size_t at = 0;
+    int reports = 0;
+    for (std::string want = Narrow(expected); (at = traced.find(want, at)) != std::string::npos; at += want.size())
+        ++reports;
+    EXPECT_EQ(reports, 4);
+    EXPECT_FALSE(Visible());
+    EXPECT_EQ(TextOf(m_dlg), L"unchanged");
+}
+
+TEST_F(ModelessMessage, DeletingEndsDialogAndThreadAndANewInstanceStartsAfresh)
+{
+    DWORD threadId = GetWindowThreadProcessId(m_dlg, nullptr);
+    HANDLE thread = OpenThread(SYNCHRONIZE, FALSE, threadId);
+    ASSERT_NE(thread, nullptr);
+    m_message->Show(L"Going", L"away");
+    delete CModelessMessage::Instance();
+    EXPECT_FALSE(IsWindow(m_dlg));
+    EXPECT_EQ(WaitForSingleObject(thread, 5000), WAIT_OBJECT_0);
+    CloseHandle(thread);
+
+    CModelessMessage* fresh = CModelessMessage::Instance();
+    ASSERT_NE(fresh, nullptr);
+    HWND dlg = fresh->GetHwnd();
+    ASSERT_TRUE(IsWindow(dlg));
+    EXPECT_NE(GetWindowThreadProcessId(dlg, nullptr), threadId);
+    m_dlg = dlg; // TearDown deletes the fresh one
+}
+
+TEST_F(ModelessMessage, ShowIsDrawnWithItsText)
+{
+    m_message->Show(L"Pixels", L"WWWWWWWWWWWWWWWWWWWWWWWWWWWWWWWWWWWWWWWWWWWWWWWW");
+    ASSERT_TRUE(Visible());
+    SetWindowPos(m_dlg, HWND_TOPMOST, 0, 0, 0, 0, SWP_NOMOVE | SWP_NOSIZE);
+    PumpUntil([] { return false; }, 300);
+    HWND text = GetDlgItem(m_dlg, IDC_MODELESS_MESSAGE_TEXT);
+    veskon_test::Pixels pixels = veskon_test::CaptureWindow(text);
+    ASSERT_GT(pixels.width, 0);
+    // The first line of the static holds dark glyph pixels on the light dialog face.
+    int dark = 0;
+    for (int y = 0; y < pixels.height && y < 16; ++y)
+        for (int x = 0; x < pixels.width; ++x)
+            if (pixels.Red(x, y) < 100 && pixels.Green(x, y) < 100 && pixels.Blue(x, y) < 100)
+                ++dark;
+    EXPECT_GT(dark, 50);
+}
