@@ -17,12 +17,17 @@
 #include "files/FileIO.h"
 #include "files/IniFile.h"
 
+#include "layered/AlphaChannelButton.h"
 #include "layered/AlphaChannelImage.h"
+#include "layered/AlphaChannelWindow.h"
+#include "layered/AlphaChannelWindowManager.h"
 
 #include "images/ImageFileList.h"
 #include "images/ImageManager.h"
 
 #include "system/DateTime.h"
 #include "system/FileList.h"
+#include "system/IconCache.h"
+#include "system/StringSearch.h"
 #include "system/Win32.h"
 #include "system/XEventLog.h"

@@ -56,6 +56,7 @@ bool CKVRN_DllMain::s_buttonWindowClassRegistered = false;
 bool CKVRN_DllMain::s_tooltipClassRegistered = false;
 void (*CKVRN_DllMain::s_deleteImageManager)() = nullptr;
 void (*CKVRN_DllMain::s_deleteIconCache)() = nullptr;
+void (*CKVRN_DllMain::s_deleteWindowManager)() = nullptr;
 
 CKVRN_DllMain* CKVRN_DllMain::Instance()
 {
@@ -136,6 +137,8 @@ void CKVRN_DllMain::Unload()
         s_deleteImageManager();
     if (s_deleteIconCache)
         s_deleteIconCache();
+    if (s_deleteWindowManager)
+        s_deleteWindowManager();
     CDebugTrace::Instance()->OutputDebugStringW(CDebugTrace::DEBUG_MSG_LEVEL_0, L"CKVRN_DllMain::Unload()",
                                                 "CKVRN_DllMain::Unload", __LINE__);
     if (CDebugTrace::Exists())

@@ -57,6 +57,8 @@ public:
     // created, so that the unload can delete them in order without depending on them.
     static void (*s_deleteImageManager)();
     static void (*s_deleteIconCache)();
+    // The same for the layered windows' placement manager.
+    static void (*s_deleteWindowManager)();
 
     // Stored by the entry point on process attach.
     static HINSTANCE s_hModule;
