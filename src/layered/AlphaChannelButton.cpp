@@ -205,6 +205,8 @@ bool CAlphaChannelButton::LoadImages()
         return false;
     }
     // A second load replaces the caption's brush and format; the old ones are not kept alive.
+    // The caption goes dark grey here even when a definition gave it a colour: intended, callers
+    // that want their colour set it after loading.
     delete m_textBrush;
     m_textBrush = new Gdiplus::SolidBrush(Gdiplus::Color(254, 58, 58, 58));
     delete m_stringFormat;
