@@ -97,7 +97,7 @@ TEST_F(ErrorMsg, MessageBoxOnlyReachesTheCallbackWithSeverityTwoForHandAndQuesti
     }
 }
 
-TEST_F(ErrorMsg, OutputTracesPrefixAndTextKeepsTheCodeAndIgnoresEmptyText)
+TEST_F(ErrorMsg, OutputAndErrorTraceTheTextKeepTheCodeAndIgnoreAnEmptyText)
 {
     wchar_t text[] = L"output-probe text", prefix[] = L"prefix: ", empty[] = L"";
     std::string traced = TracedBy([&] { m_errors->Output(7, nullptr, text, prefix, true); });
@@ -121,6 +121,12 @@ TEST_F(ErrorMsg, OutputTracesPrefixAndTextKeepsTheCodeAndIgnoresEmptyText)
     traced = TracedBy([&] { m_errors->Output(1, nullptr, &huge[0], nullptr, true); });
     EXPECT_NE(traced.find(std::string(1023, 'q') + "\r\n"), std::string::npos) << "cut to 1023 characters";
     EXPECT_EQ(traced.find(std::string(1024, 'q')), std::string::npos);
+
+    // Error(id) reports the localized string and keeps the id.
+    wchar_t expected[260] = {};
+    ASSERT_GT(LoadStringW(CLocalize::Instance()->GethInstance(), 528, expected, 260), 0) << "ZintorRes.dll not loaded";
+    EXPECT_NE(TracedBy([&] { m_errors->Error(528); }).find(Narrow(expected)), std::string::npos);
+    EXPECT_EQ(m_errors->GetLastError(), 528);
 }
 
 TEST_F(ErrorMsg, DisplayAndTraceErrorJoinTheSystemTextOfTheLastError)
@@ -169,14 +175,6 @@ TEST_F(ErrorMsg, GetLastErrorStringReturnsAndKeepsTheThreadsError)
     CErrorMsg::GetLastErrorString(context, small, 5);
     EXPECT_EQ(wcslen(small), 4u) << "cut, never overrun";
     EXPECT_EQ(small[5], L'#');
-}
-
-TEST_F(ErrorMsg, ErrorByIdReportsTheLocalizedString)
-{
-    wchar_t expected[260] = {};
-    ASSERT_GT(LoadStringW(CLocalize::Instance()->GethInstance(), 528, expected, 260), 0) << "ZintorRes.dll not loaded";
-    EXPECT_NE(TracedBy([&] { m_errors->Error(528); }).find(Narrow(expected)), std::string::npos);
-    EXPECT_EQ(m_errors->GetLastError(), 528);
 }
 
 TEST_F(ErrorMsg, EventLogEntriesNeedTextAndTitleTakeTheTypeOfTheirSeverityAndAreCut)

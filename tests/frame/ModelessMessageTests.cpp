@@ -47,7 +47,7 @@ protected:
 };
 }
 
-TEST_F(ModelessMessage, RunsItsCentredDialogOnAThreadOfItsOwn)
+TEST_F(ModelessMessage, RunsItsCentredDialogOnAThreadOfItsOwnUntilDeleted)
 {
     EXPECT_NE(GetWindowThreadProcessId(m_dlg, nullptr), GetCurrentThreadId());
     EXPECT_EQ(GetPropW(m_dlg, L"ModelessMessageClassPtr"), static_cast<HANDLE>(m_message));
@@ -58,6 +58,20 @@ TEST_F(ModelessMessage, RunsItsCentredDialogOnAThreadOfItsOwn)
     GetWindowRect(m_dlg, &window);
     EXPECT_LE(abs((window.left + window.right) - (area.left + area.right)), 2) << "centred within a pixel";
     EXPECT_LE(abs((window.top + window.bottom) - (area.top + area.bottom)), 2);
+
+    // Deleting it, even while shown, ends dialog and thread; the next Instance() starts afresh.
+    DWORD threadId = GetWindowThreadProcessId(m_dlg, nullptr);
+    HANDLE thread = OpenThread(SYNCHRONIZE, FALSE, threadId);
+    ASSERT_NE(thread, nullptr);
+    m_message->Show(L"Going", L"away");
+    delete CModelessMessage::Instance();
+    EXPECT_FALSE(IsWindow(m_dlg));
+    EXPECT_EQ(WaitForSingleObject(thread, 5000), WAIT_OBJECT_0);
+    CloseHandle(thread);
+
+    m_dlg = CModelessMessage::Instance()->GetHwnd(); // TearDown deletes the fresh one
+    ASSERT_TRUE(IsWindow(m_dlg));
+    EXPECT_NE(GetWindowThreadProcessId(m_dlg, nullptr), threadId);
 }
 
 TEST_F(ModelessMessage, ShowFillsTheDialogAndHidesAfterThreeSecondsWhichASecondShowDoesNotExtend)
@@ -123,22 +137,6 @@ TEST_F(ModelessMessage, EmptyTitleOrTextReportsString528AndShowsNothing)
     EXPECT_EQ(CErrorMsg::Instance()->GetLastError(), 0) << "reported through Error(0, text)";
     EXPECT_FALSE(Visible());
     EXPECT_EQ(TextOf(m_dlg), L"unchanged");
-}
-
-TEST_F(ModelessMessage, DeletingEndsDialogAndThreadAndANewInstanceStartsAfresh)
-{
-    DWORD threadId = GetWindowThreadProcessId(m_dlg, nullptr);
-    HANDLE thread = OpenThread(SYNCHRONIZE, FALSE, threadId);
-    ASSERT_NE(thread, nullptr);
-    m_message->Show(L"Going", L"away");
-    delete CModelessMessage::Instance();
-    EXPECT_FALSE(IsWindow(m_dlg));
-    EXPECT_EQ(WaitForSingleObject(thread, 5000), WAIT_OBJECT_0);
-    CloseHandle(thread);
-
-    m_dlg = CModelessMessage::Instance()->GetHwnd(); // TearDown deletes the fresh one
-    ASSERT_TRUE(IsWindow(m_dlg));
-    EXPECT_NE(GetWindowThreadProcessId(m_dlg, nullptr), threadId);
 }
 
 TEST_F(ModelessMessage, ShowIsDrawnWithItsText)
