@@ -30,9 +30,10 @@ int Count(const std::string& text, const std::string& what)
     return n;
 }
 
+// Completed reloads: the settings line is the last thing a reload writes, after its members changed.
 int Reloads()
 {
-    return Count(TraceLogText(), "Registry notification for changes in logging");
+    return Count(TraceLogText(), "Log Size = [");
 }
 
 void Set(const wchar_t* name, const wchar_t* text)
