@@ -1,5 +1,4 @@
 #include "LayeredTestSupport.h"
-#include <memory>
 #include "frame/KVRN_DllMain.h"
 #include "layered/AlphaChannelWindowManager.h"
 
@@ -7,27 +6,7 @@ using namespace layered_test;
 
 namespace
 {
-// A hidden popup of a given size and extended style, destroyed with the object.
-struct Popup
-{
-    Popup(int w, int h, DWORD exStyle = WS_EX_APPWINDOW)
-    {
-        hwnd = CreateWindowExW(exStyle, L"STATIC", L"placement", WS_POPUP, 0, 0, w, h, nullptr, nullptr,
-                               GetModuleHandleW(nullptr), nullptr);
-    }
-    ~Popup()
-    {
-        if (hwnd)
-            DestroyWindow(hwnd);
-    }
-    RECT Rect() const
-    {
-        RECT r = {};
-        GetWindowRect(hwnd, &r);
-        return r;
-    }
-    HWND hwnd;
-};
+typedef CAlphaChannelButton::ALPHA_CHANNEL_WINDOW_POSITION Position;
 
 class ManagerTest : public LayeredTest
 {
@@ -37,110 +16,79 @@ protected:
         LayeredTest::SetUp();
         // A fresh manager for each test: windows of earlier tests must not be stacked upon.
         delete CAlphaChannelWindowManager::Instance();
-        sw = GetSystemMetrics(SM_CXSCREEN);
-        sh = GetSystemMetrics(SM_CYSCREEN);
     }
-    CAlphaChannelWindowManager* Manager() { return CAlphaChannelWindowManager::Instance(); }
-    int sw = 0, sh = 0;
+    void TearDown() override
+    {
+        for (HWND hwnd : m_popups)
+            DestroyWindow(hwnd);
+        LayeredTest::TearDown();
+    }
+    // A hidden w x h popup with the extended style, placed by the manager; its window rectangle.
+    RECT Place(int w, int h, DWORD exStyle = WS_EX_APPWINDOW, Position position = CAlphaChannelButton::POSITION_BOTTOM_RIGHT)
+    {
+        m_popups.push_back(CreateWindowExW(exStyle, L"STATIC", L"placement", WS_POPUP, 0, 0, w, h, nullptr, nullptr,
+                                           GetModuleHandleW(nullptr), nullptr));
+        CAlphaChannelWindowManager::Instance()->Add(m_popups.back(), position);
+        RECT r = {};
+        GetWindowRect(m_popups.back(), &r);
+        return r;
+    }
+    std::vector<HWND> m_popups;
+    const int sw = GetSystemMetrics(SM_CXSCREEN);
+    const int sh = GetSystemMetrics(SM_CYSCREEN);
 };
 }
 
-TEST_F(ManagerTest, PlacesCentredBottomRightAndOffscreen)
+TEST_F(ManagerTest, PlacesEachPositionOnTheWholeScreen)
 {
-    Popup a(201, 101, WS_EX_APPWINDOW);
-    Manager()->Add(a.hwnd, CAlphaChannelButton::POSITION_CENTER);
-    EXPECT_EQ((sw - 201) / 2, a.Rect().left);
-    EXPECT_EQ((sh - 101) / 2, a.Rect().top);
-
-    Popup b(200, 100, WS_EX_TOOLWINDOW);
-    Manager()->Add(b.hwnd, CAlphaChannelButton::POSITION_BOTTOM_RIGHT);
-    EXPECT_EQ(sw - 200 - 32, b.Rect().left);
-    EXPECT_EQ(sh - 100 - 48, b.Rect().top);
-
-    Popup c(150, 50, WS_EX_APPWINDOW);
-    Manager()->Add(c.hwnd, CAlphaChannelButton::POSITION_OFFSCREEN);
-    EXPECT_EQ(-150 - 1000, c.Rect().left);
-    EXPECT_EQ(-50 - 1000, c.Rect().top);
-    EXPECT_EQ(150, c.Rect().right - c.Rect().left);  // the size stays
-
-    Popup d(100, 60, 0);
-    Manager()->Add(d.hwnd, static_cast<CAlphaChannelButton::ALPHA_CHANNEL_WINDOW_POSITION>(7));
-    EXPECT_EQ((sw - 100) / 2, d.Rect().left);  // an unknown position counts as centred
-    EXPECT_EQ((sh - 60) / 2, d.Rect().top);
+    CAlphaChannelWindowManager::Instance()->Add(nullptr, CAlphaChannelButton::POSITION_CENTER);
+    CAlphaChannelWindowManager::Instance()->Add(reinterpret_cast<HWND>(static_cast<INT_PTR>(0x7FF0)),
+                                                CAlphaChannelButton::POSITION_CENTER);  // no windows: ignored
+    RECT r = Place(201, 101, WS_EX_APPWINDOW, CAlphaChannelButton::POSITION_CENTER);
+    EXPECT_EQ((sw - 201) / 2, r.left) << "centred";
+    EXPECT_EQ((sh - 101) / 2, r.top);
+    r = Place(200, 100, WS_EX_TOOLWINDOW);
+    EXPECT_EQ(sw - 200 - 32, r.left) << "bottom right";
+    EXPECT_EQ(sh - 100 - 48, r.top);
+    r = Place(150, 50, WS_EX_APPWINDOW, CAlphaChannelButton::POSITION_OFFSCREEN);
+    EXPECT_EQ(-150 - 1000, r.left) << "off screen";
+    EXPECT_EQ(-50 - 1000, r.top);
+    EXPECT_EQ(150, r.right - r.left) << "the size stays";
+    r = Place(100, 60, 0, static_cast<Position>(7));
+    EXPECT_EQ((sw - 100) / 2, r.left) << "an unknown position counts as centred";
+    EXPECT_EQ((sh - 60) / 2, r.top);
 }
 
-TEST_F(ManagerTest, StacksAboveTheLastWindowOfTheSameKind)
+// Each window is placed against the last live window of its kind, at the exact edges of the room.
+TEST_F(ManagerTest, StacksAboveOrLeftOfTheLastWindowOfTheSameKind)
 {
-    Popup first(300, 120);
-    Popup other(300, 120, WS_EX_TOOLWINDOW);
-    Popup second(280, 100);
-    Manager()->Add(first.hwnd, CAlphaChannelButton::POSITION_BOTTOM_RIGHT);
-    Manager()->Add(other.hwnd, CAlphaChannelButton::POSITION_BOTTOM_RIGHT);  // another kind: not stacked
-    EXPECT_EQ(first.Rect().top, other.Rect().top);
-    Manager()->Add(second.hwnd, CAlphaChannelButton::POSITION_BOTTOM_RIGHT);
-    EXPECT_EQ(first.Rect().left, second.Rect().left);
-    EXPECT_EQ(first.Rect().top - 100 - 5, second.Rect().top);
-
-    // The layered bit does not change a window's kind.
-    SetWindowLongPtrW(second.hwnd, GWL_EXSTYLE, WS_EX_APPWINDOW | WS_EX_LAYERED);
-    Popup third(280, 100);
-    Manager()->Add(third.hwnd, CAlphaChannelButton::POSITION_BOTTOM_RIGHT);
-    EXPECT_EQ(second.Rect().top - 100 - 5, third.Rect().top);
-}
-
-TEST_F(ManagerTest, GoesToTheLeftWhenThereIsNoRoomAbove)
-{
-    const int h = sh - 100;  // too tall for a second one above
-    Popup first(300, h);
-    Popup second(250, h);
-    Manager()->Add(first.hwnd, CAlphaChannelButton::POSITION_BOTTOM_RIGHT);
-    Manager()->Add(second.hwnd, CAlphaChannelButton::POSITION_BOTTOM_RIGHT);
-    EXPECT_EQ(first.Rect().left - 250 - 5, second.Rect().left);
-    EXPECT_EQ(sh - h - 48, second.Rect().top);  // the row stays where the position put it
-}
-
-TEST_F(ManagerTest, NoRoomAnywhereKeepsThePlace)
-{
-    Popup first(sw - 20, sh - 20);
-    Popup second(sw - 40, sh - 40);
-    Manager()->Add(first.hwnd, CAlphaChannelButton::POSITION_CENTER);
-    Manager()->Add(second.hwnd, CAlphaChannelButton::POSITION_CENTER);
-    EXPECT_EQ((sw - (sw - 40)) / 2, second.Rect().left);
-    EXPECT_EQ((sh - (sh - 40)) / 2, second.Rect().top);
-}
-
-TEST_F(ManagerTest, ClosedWindowsAndOffscreenOnesAreNotStackedUpon)
-{
-    std::unique_ptr<Popup> gone(new Popup(200, 100));
-    Manager()->Add(gone->hwnd, CAlphaChannelButton::POSITION_BOTTOM_RIGHT);
-    gone.reset();
-    Popup next(200, 100);
-    Manager()->Add(next.hwnd, CAlphaChannelButton::POSITION_BOTTOM_RIGHT);
-    EXPECT_EQ(sh - 100 - 48, next.Rect().top);
-
-    Popup hidden(200, 100);
-    Manager()->Add(hidden.hwnd, CAlphaChannelButton::POSITION_OFFSCREEN);
-    EXPECT_EQ(-1100, hidden.Rect().top);  // off screen, never stacked
-    Popup last(200, 100);
-    Manager()->Add(last.hwnd, CAlphaChannelButton::POSITION_BOTTOM_RIGHT);
-    // The last live window of the kind is the off-screen one: "above" it there is no room, to its
-    // left neither, so the computed place stays.
-    EXPECT_EQ(sh - 100 - 48, last.Rect().top);
-    EXPECT_EQ(sw - 200 - 32, last.Rect().left);
-}
-
-TEST_F(ManagerTest, NotAWindowIsIgnored)
-{
-    Manager()->Add(nullptr, CAlphaChannelButton::POSITION_CENTER);
-    Manager()->Add(reinterpret_cast<HWND>(static_cast<INT_PTR>(0x7FF0)), CAlphaChannelButton::POSITION_CENTER);
-    Popup only(200, 100);
-    Manager()->Add(only.hwnd, CAlphaChannelButton::POSITION_BOTTOM_RIGHT);
-    EXPECT_EQ(sh - 100 - 48, only.Rect().top);
+    Place(200, 100);
+    DestroyWindow(m_popups.back());
+    RECT first = Place(300, 120);
+    EXPECT_EQ(sh - 120 - 48, first.top) << "a closed window is not stacked upon";
+    EXPECT_EQ(sh - 120 - 48, Place(300, 120, WS_EX_TOOLWINDOW).top) << "another kind is not stacked upon";
+    RECT second = Place(280, 100);
+    EXPECT_EQ(first.left, second.left) << "5 pixels above the last window of the kind";
+    EXPECT_EQ(first.top - 100 - 5, second.top);
+    SetWindowLongPtrW(m_popups.back(), GWL_EXSTYLE, WS_EX_APPWINDOW | WS_EX_LAYERED);
+    RECT third = Place(280, second.top - 5);
+    EXPECT_EQ(0, third.top) << "room above down to exactly 0; the layered bit does not change the kind";
+    RECT fourth = Place(250, 100);
+    EXPECT_EQ(third.left - 250 - 5, fourth.left) << "no room above: 5 pixels to its left";
+    EXPECT_EQ(sh - 100 - 48, fourth.top) << "in the row the position gives";
+    RECT fifth = Place(fourth.left - 5, sh - 100);
+    EXPECT_EQ(0, fifth.left) << "room to the left down to exactly 0";
+    RECT sixth = Place(200, 100);
+    EXPECT_EQ(sw - 200 - 32, sixth.left) << "no room anywhere: the computed place stays";
+    EXPECT_EQ(sh - 100 - 48, sixth.top);
+    EXPECT_EQ(-1100, Place(200, 100, WS_EX_APPWINDOW, CAlphaChannelButton::POSITION_OFFSCREEN).top)
+        << "off screen is never stacked";
+    EXPECT_EQ(sh - 100 - 48, Place(200, 100).top) << "the off-screen window is the last of the kind: no room by it";
 }
 
 TEST_F(ManagerTest, FrameUnloadDeletesTheManager)
 {
-    Manager();
+    CAlphaChannelWindowManager::Instance();
     ASSERT_TRUE(CAlphaChannelWindowManager::Exists());
     delete CKVRN_DllMain::Instance();
     EXPECT_FALSE(CAlphaChannelWindowManager::Exists());
@@ -150,8 +98,7 @@ TEST_F(ManagerTest, FrameUnloadDeletesTheManager)
 TEST_F(ManagerTest, TwoNotificationsStack)
 {
     wchar_t* up = Path(Png(L"note.png", 260, 90, 0xE0203040));
-    ScriptedWindow first;
-    ScriptedWindow second;
+    ScriptedWindow first, second;
     RECT firstRect = {}, secondRect = {};
     bool bothVisible = false;
     second.Add("faded in", FadedIn());
@@ -168,7 +115,7 @@ TEST_F(ManagerTest, TwoNotificationsStack)
     ASSERT_FALSE(first.timedOut) << first.failedStep;
     ASSERT_FALSE(second.timedOut) << second.failedStep;
     EXPECT_TRUE(bothVisible);
+    EXPECT_EQ(GetSystemMetrics(SM_CYSCREEN) - 90 - 48, firstRect.top);
     EXPECT_EQ(firstRect.left, secondRect.left);
     EXPECT_EQ(firstRect.top - 90 - 5, secondRect.top);
-    EXPECT_EQ(GetSystemMetrics(SM_CYSCREEN) - 90 - 48, firstRect.top);
 }

@@ -1,6 +1,6 @@
 #include "LayeredTestSupport.h"
+#include <algorithm>
 #include <memory>
-#include "frame/KVRN_DllMain.h"
 #include "images/ImageManager.h"
 #include "support/TestImages.h"
 
@@ -9,35 +9,14 @@ namespace layered_test
 namespace
 {
 const UINT_PTR kScriptTimer = 4711;
+const ULONGLONG kLimitMs = 15000;
 }
 
-bool WritePng(const std::wstring& path, int w, int h, Gdiplus::ARGB fill, RECT innerRect, Gdiplus::ARGB inner)
+Canvas::Canvas(int w, int h, DWORD background) : m_width(w), m_dc(CreateCompatibleDC(nullptr)), m_bits(nullptr)
 {
-    return veskon_test::SaveImage(
-        path, w, h,
-        [&](int x, int y) {
-            const bool in = x >= innerRect.left && x < innerRect.right && y >= innerRect.top && y < innerRect.bottom;
-            return static_cast<DWORD>(in ? inner : fill);
-        },
-        L"image/png");
-}
-
-Canvas::Canvas(int w, int h, DWORD background) : m_width(w), m_dc(nullptr), m_bitmap(nullptr), m_old(nullptr), m_bits(nullptr)
-{
-    BITMAPINFO info = {};
-    info.bmiHeader.biSize = sizeof(info.bmiHeader);
-    info.bmiHeader.biWidth = w;
-    info.bmiHeader.biHeight = -h;
-    info.bmiHeader.biPlanes = 1;
-    info.bmiHeader.biBitCount = 32;
-    info.bmiHeader.biCompression = BI_RGB;
-    void* bits = nullptr;
-    m_bitmap = CreateDIBSection(nullptr, &info, DIB_RGB_COLORS, &bits, nullptr, 0);
-    m_bits = static_cast<DWORD*>(bits);
-    m_dc = CreateCompatibleDC(nullptr);
+    m_bitmap = veskon_test::CreateTopDownDib(nullptr, w, h, reinterpret_cast<void**>(&m_bits));
     m_old = SelectObject(m_dc, m_bitmap);
-    for (int i = 0; i < w * h; ++i)
-        m_bits[i] = background;
+    std::fill(m_bits, m_bits + static_cast<size_t>(w) * h, background);
 }
 
 Canvas::~Canvas()
@@ -57,11 +36,6 @@ DWORD DibPixel(HDC dc, int x, int y)
     return reinterpret_cast<const DWORD*>(row)[x];
 }
 
-void LayeredTest::SetUp()
-{
-    SetCursorPos(0, 0);
-}
-
 void LayeredTest::TearDown()
 {
     // Releases every image (and with it the files) before the folder goes.
@@ -69,47 +43,17 @@ void LayeredTest::TearDown()
     SetCursorPos(0, 0);
 }
 
-std::wstring LayeredTest::Png(const std::wstring& name, int w, int h, Gdiplus::ARGB fill, RECT innerRect,
-                              Gdiplus::ARGB inner)
+std::wstring LayeredTest::Png(const std::wstring& name, int w, int h, Gdiplus::ARGB fill)
 {
     std::wstring path = m_folder.File(name);
-    for (const std::wstring& done : m_written)
-    {
-        if (done == path)
-            return path;
-    }
-    EXPECT_TRUE(WritePng(path, w, h, fill, innerRect, inner)) << veskon_test::Narrow(path);
-    m_written.push_back(path);
+    EXPECT_TRUE(veskon_test::FileExists(path) || veskon_test::SaveSolidPng(path, w, h, fill)) << veskon_test::Narrow(path);
     return path;
 }
 
-wchar_t* LayeredTest::Path(const std::wstring& path)
+wchar_t* LayeredTest::Path(const std::wstring& text)
 {
-    m_paths.push_back(path);
+    m_paths.push_back(text);
     return &m_paths.back()[0];
-}
-
-ScriptedWindow::ScriptedWindow()
-{
-    m_windowHandleSlot = &published;
-}
-
-void ScriptedWindow::Add(const std::string& name, Step step)
-{
-    m_steps.push_back(Named{ name, step });
-}
-
-void ScriptedWindow::Run(wchar_t* up, std::list<CAlphaChannelButton*> buttons, ALPHA_CHANNEL_WINDOW_POSITION position,
-                         wchar_t* hover)
-{
-    Load(nullptr, up, nullptr, nullptr, hover, buttons, position, scrollMethod, nullptr, const_cast<wchar_t*>(L"Test"));
-}
-
-void ScriptedWindow::AutoScroll()
-{
-    ++autoScrollCalls;
-    if (m_fadeState == FADE_IN)
-        ++autoScrollCallsDuringFadeIn;
 }
 
 void ScriptedWindow::Paint(HDC dc, int, int, int, int)
@@ -138,56 +82,44 @@ void CALLBACK ScriptedWindow::Tick(HWND hwnd, UINT, UINT_PTR, DWORD)
     ScriptedWindow* self = static_cast<ScriptedWindow*>(static_cast<CAlphaChannelWindow*>(GetPropW(hwnd, L"FWCPtr")));
     if (!self)
         return;
-    if (GetTickCount64() - self->m_start > static_cast<ULONGLONG>(self->limitMs))
+    if (GetTickCount64() - self->m_start > kLimitMs)
     {
         self->timedOut = true;
         if (self->m_next < self->m_steps.size())
-            self->failedStep = self->m_steps[self->m_next].name;
+            self->failedStep = self->m_steps[self->m_next].first;
         KillTimer(hwnd, kScriptTimer);
         PostMessageW(hwnd, WM_COMMAND, CLOSE_COMMAND_ID, 0);
-        return;
     }
-    if (self->m_next < self->m_steps.size())
+    else if (self->m_next < self->m_steps.size())
     {
-        if (self->m_steps[self->m_next].step(*self))
+        if (self->m_steps[self->m_next].second(*self))
             ++self->m_next;
-        return;
     }
-    // The script is done: make sure the window ends even if the test did not end it.
-    if (self->m_fadeState != FADE_OUT)
-        PostMessageW(hwnd, WM_COMMAND, CLOSE_COMMAND_ID, 0);
-}
-
-CAlphaChannelButton* ScriptedWindow::ButtonAt(int index)
-{
-    int i = 0;
-    for (CAlphaChannelButton* b : m_buttons)
+    else if (self->m_fadeState != FADE_OUT)
     {
-        if (i++ == index)
-            return b;
+        // The script is done: make sure the window ends even if the test did not end it.
+        PostMessageW(hwnd, WM_COMMAND, CLOSE_COMMAND_ID, 0);
     }
-    return nullptr;
 }
 
 int ScriptedWindow::FocusedIndex()
 {
-    int i = 0;
-    for (CAlphaChannelButton* b : m_buttons)
-    {
-        if (b && b->Focused())
-            return i;
-        ++i;
-    }
-    return -1;
+    auto it = std::find_if(m_buttons.begin(), m_buttons.end(), [](CAlphaChannelButton* b) { return b && b->Focused(); });
+    return it == m_buttons.end() ? -1 : static_cast<int>(std::distance(m_buttons.begin(), it));
+}
+
+POINT ScriptedWindow::At(int x, int y)
+{
+    POINT p = { x, y };
+    ClientToScreen(m_hwnd, &p);
+    return p;
 }
 
 POINT ScriptedWindow::ButtonCentre(CAlphaChannelButton* button)
 {
     RECT r;
     button->GetRectangle(r);
-    POINT p = { (r.left + r.right) / 2, (r.top + r.bottom) / 2 };
-    ClientToScreen(m_hwnd, &p);
-    return p;
+    return At((r.left + r.right) / 2, (r.top + r.bottom) / 2);
 }
 
 void ScriptedWindow::PostMouse(UINT message, POINT screen)
@@ -200,20 +132,14 @@ void ScriptedWindow::PostMouse(UINT message, POINT screen)
 
 void ScriptedWindow::PostClick(CAlphaChannelButton* button)
 {
-    POINT p = ButtonCentre(button);
-    PostMouse(WM_MOUSEMOVE, p);
-    PostMouse(WM_LBUTTONDOWN, p);
-    PostMouse(WM_LBUTTONUP, p);
+    for (UINT message : { WM_MOUSEMOVE, WM_LBUTTONDOWN, WM_LBUTTONUP })
+        PostMouse(message, ButtonCentre(button));
 }
 
-int ScriptedWindow::FirstComposition(int state) const
+LRESULT ScriptedWindow::HitTest(POINT screen)
 {
-    for (size_t i = 0; i < states.size(); ++i)
-    {
-        if (states[i] == state)
-            return static_cast<int>(i);
-    }
-    return -1;
+    SetCursorPos(screen.x, screen.y);
+    return SendMessageW(m_hwnd, WM_NCHITTEST, 0, MAKELPARAM(screen.x, screen.y));
 }
 
 ScriptedWindow::Step Do(std::function<void(ScriptedWindow&)> action)
@@ -222,11 +148,6 @@ ScriptedWindow::Step Do(std::function<void(ScriptedWindow&)> action)
         action(w);
         return true;
     };
-}
-
-ScriptedWindow::Step Wait(std::function<bool(ScriptedWindow&)> condition)
-{
-    return condition;
 }
 
 ScriptedWindow::Step Pause(int ms)
@@ -244,20 +165,8 @@ ScriptedWindow::Step FadedIn()
     return [](ScriptedWindow& w) { return w.GetFadeState() == CAlphaChannelWindow::FADE_IDLE && w.InitCompleted(); };
 }
 
-void SendMouseButton(bool down)
+ScriptedWindow::Step UntilClosed()
 {
-    INPUT input = {};
-    input.type = INPUT_MOUSE;
-    input.mi.dwFlags = down ? MOUSEEVENTF_LEFTDOWN : MOUSEEVENTF_LEFTUP;
-    SendInput(1, &input, sizeof(input));
-}
-
-void SendKey(WORD vk, bool down)
-{
-    INPUT input = {};
-    input.type = INPUT_KEYBOARD;
-    input.ki.wVk = vk;
-    input.ki.dwFlags = down ? 0 : KEYEVENTF_KEYUP;
-    SendInput(1, &input, sizeof(input));
+    return [](ScriptedWindow&) { return false; };
 }
 }

@@ -6,6 +6,11 @@ namespace
 {
 const int kAppIcon = 219;
 
+HICON Load(int id, int width, int height)
+{
+    return CIconCache::Load(CKVRN_DllMain::Instance()->GethInstance(), id, width, height);
+}
+
 SIZE IconSize(HICON icon)
 {
     SIZE s = { 0, 0 };
@@ -16,60 +21,38 @@ SIZE IconSize(HICON icon)
     GetObjectW(info.hbmColor ? info.hbmColor : info.hbmMask, sizeof(bm), &bm);
     s.cx = bm.bmWidth;
     s.cy = info.hbmColor ? bm.bmHeight : bm.bmHeight / 2;
-    if (info.hbmColor)
-        DeleteObject(info.hbmColor);
-    if (info.hbmMask)
-        DeleteObject(info.hbmMask);
+    DeleteObject(info.hbmColor);
+    DeleteObject(info.hbmMask);
     return s;
 }
 }
 
-TEST(CIconCache, AppIconAtEverySize)
+TEST(CIconCache, LoadsEachSizeOnceAndForgetsFailures)
 {
-    HINSTANCE library = CKVRN_DllMain::Instance()->GethInstance();
     for (int size : { 16, 32, 48 })
     {
-        HICON icon = CIconCache::Instance()->Load(library, kAppIcon, size, size);
+        HICON icon = Load(kAppIcon, size, size);
         ASSERT_NE(nullptr, icon) << size;
-        SIZE s = IconSize(icon);
-        EXPECT_EQ(size, s.cx);
-        EXPECT_EQ(size, s.cy);
+        EXPECT_EQ(size, IconSize(icon).cx);
+        EXPECT_EQ(size, IconSize(icon).cy);
     }
-}
-
-TEST(CIconCache, SecondLoadReturnsTheSameHandle)
-{
-    HINSTANCE library = CKVRN_DllMain::Instance()->GethInstance();
-    HICON first = CIconCache::Instance()->Load(library, kAppIcon, 32, 32);
     const int held = CIconCache::Instance()->size();
-    HICON second = CIconCache::Instance()->Load(library, kAppIcon, 32, 32);
-    EXPECT_EQ(first, second);
-    EXPECT_EQ(held, CIconCache::Instance()->size());
+    EXPECT_EQ(Load(kAppIcon, 32, 32), Load(kAppIcon, 32, 32)) << "a second load gives the cached handle";
+    EXPECT_EQ(nullptr, Load(31999, 16, 16)) << "no such resource";
+    EXPECT_EQ(nullptr, Load(0, 16, 16));
+    EXPECT_EQ(nullptr, Load(kAppIcon, -1, 16));
+    EXPECT_EQ(held, CIconCache::Instance()->size()) << "neither repeats nor failures are added";
 }
 
-TEST(CIconCache, MissingIconIsNullAndNotRemembered)
+TEST(CIconCache, FrameUnloadDeletesTheCacheAndItsIcons)
 {
-    HINSTANCE library = CKVRN_DllMain::Instance()->GethInstance();
-    const int held = CIconCache::Instance()->size();
-    EXPECT_EQ(nullptr, CIconCache::Instance()->Load(library, 31999, 16, 16));
-    EXPECT_EQ(nullptr, CIconCache::Instance()->Load(library, 0, 16, 16));
-    EXPECT_EQ(nullptr, CIconCache::Instance()->Load(library, kAppIcon, -1, 16));
-    EXPECT_EQ(held, CIconCache::Instance()->size());
-}
-
-TEST(CIconCache, FrameUnloadDeletesTheCache)
-{
-    HINSTANCE library = CKVRN_DllMain::Instance()->GethInstance();
-    HICON icon = CIconCache::Instance()->Load(library, kAppIcon, 16, 16);
+    HICON icon = Load(kAppIcon, 16, 16);
     ASSERT_NE(nullptr, icon);
-    ASSERT_TRUE(CIconCache::Exists());
     EXPECT_NE(nullptr, CKVRN_DllMain::s_deleteIconCache);
     delete CKVRN_DllMain::Instance();
     EXPECT_FALSE(CIconCache::Exists());
     EXPECT_EQ(nullptr, CKVRN_DllMain::s_deleteIconCache);
-    // The icons went with it.
     ICONINFO info = {};
-    EXPECT_FALSE(GetIconInfo(icon, &info));
-    // A later use builds a fresh cache.
-    EXPECT_NE(nullptr, CIconCache::Instance()->Load(CKVRN_DllMain::Instance()->GethInstance(), kAppIcon, 16, 16));
+    EXPECT_FALSE(GetIconInfo(icon, &info)) << "the icons went with it";
+    EXPECT_NE(nullptr, Load(kAppIcon, 16, 16)) << "a later use builds a fresh cache";
 }

@@ -1,107 +1,75 @@
 #include <gtest/gtest.h>
-#include "support/TestSupport.h"
 #include "system/Win32.h"
 
 namespace
 {
-// A plain popup of a known outer size, destroyed with the fixture.
-class PlainWindow
+HWND Popup(DWORD exStyle, int width, int height)
 {
-public:
-    PlainWindow(DWORD exStyle, int width, int height)
-    {
-        m_hwnd = CreateWindowExW(exStyle, L"STATIC", L"Win32Test", WS_POPUP, 10, 20, width, height, nullptr,
-                                 nullptr, GetModuleHandleW(nullptr), nullptr);
-    }
-    ~PlainWindow()
-    {
-        if (m_hwnd)
-            DestroyWindow(m_hwnd);
-    }
-    HWND m_hwnd;
-};
+    return CreateWindowExW(exStyle, L"STATIC", L"Win32Test", WS_POPUP, 10, 20, width, height, nullptr, nullptr,
+                           GetModuleHandleW(nullptr), nullptr);
 }
 
-TEST(CWin32, SetLayeredStyleAddsAndRemoves)
+LONG_PTR ExStyle(HWND hwnd)
 {
-    PlainWindow w(WS_EX_APPWINDOW, 50, 40);
-    ASSERT_NE(nullptr, w.m_hwnd);
-    EXPECT_TRUE(CWin32::SetLayeredStyle(w.m_hwnd, true));
-    EXPECT_NE(0, GetWindowLongPtrW(w.m_hwnd, GWL_EXSTYLE) & WS_EX_LAYERED);
-    EXPECT_TRUE(CWin32::SetLayeredStyle(w.m_hwnd, true));  // already layered: nothing to do
-    EXPECT_NE(0, GetWindowLongPtrW(w.m_hwnd, GWL_EXSTYLE) & WS_EX_APPWINDOW);
-    EXPECT_TRUE(CWin32::SetLayeredStyle(w.m_hwnd, false));
-    EXPECT_EQ(0, GetWindowLongPtrW(w.m_hwnd, GWL_EXSTYLE) & WS_EX_LAYERED);
+    return GetWindowLongPtrW(hwnd, GWL_EXSTYLE);
+}
 }
 
-TEST(CWin32, SetLayeredStyleFailsWithoutAWindowOrStyle)
+TEST(CWin32, WindowHelpers)
 {
-    EXPECT_FALSE(CWin32::SetLayeredStyle(nullptr, true));
-    PlainWindow w(0, 50, 40);
-    ASSERT_NE(nullptr, w.m_hwnd);
-    // An extended style of 0 reads like no window at all: refused, and left as it is.
-    if (GetWindowLongPtrW(w.m_hwnd, GWL_EXSTYLE) == 0)
-    {
-        EXPECT_FALSE(CWin32::SetLayeredStyle(w.m_hwnd, true));
-        EXPECT_EQ(0, GetWindowLongPtrW(w.m_hwnd, GWL_EXSTYLE));
-    }
-    HWND gone = w.m_hwnd;
-    DestroyWindow(gone);
-    w.m_hwnd = nullptr;
-    EXPECT_FALSE(CWin32::SetLayeredStyle(gone, true));
-}
+    HWND w = Popup(WS_EX_APPWINDOW, 123, 45);
+    ASSERT_NE(nullptr, w);
+    EXPECT_TRUE(CWin32::SetLayeredStyle(w, true));
+    EXPECT_EQ(WS_EX_APPWINDOW | WS_EX_LAYERED, ExStyle(w) & (WS_EX_APPWINDOW | WS_EX_LAYERED)) << "added, others kept";
+    EXPECT_TRUE(CWin32::SetLayeredStyle(w, true)) << "already layered";
+    EXPECT_TRUE(CWin32::SetLayeredStyle(w, false));
+    EXPECT_EQ(WS_EX_APPWINDOW, ExStyle(w) & (WS_EX_APPWINDOW | WS_EX_LAYERED)) << "removed";
 
-TEST(CWin32, WindowDimensionsAreTheOuterSize)
-{
-    PlainWindow w(WS_EX_TOOLWINDOW, 123, 45);
-    ASSERT_NE(nullptr, w.m_hwnd);
     int width = -1, height = -1;
-    EXPECT_TRUE(CWin32::GetWindowDimensions(w.m_hwnd, width, height));
+    EXPECT_TRUE(CWin32::GetWindowDimensions(w, width, height));
     EXPECT_EQ(123, width);
     EXPECT_EQ(45, height);
     EXPECT_FALSE(CWin32::GetWindowDimensions(nullptr, width, height));
-    EXPECT_EQ(0, width);
+    EXPECT_EQ(0, width) << "no window: zeros";
     EXPECT_EQ(0, height);
-}
 
-TEST(CWin32, DestroyWindowHandleNullsTheHandle)
-{
-    PlainWindow w(0, 10, 10);
-    HWND h = w.m_hwnd;
-    ASSERT_TRUE(IsWindow(h));
-    CWin32::DestroyWindowHandle(h);
-    EXPECT_EQ(nullptr, h);
-    EXPECT_FALSE(IsWindow(w.m_hwnd));
-    w.m_hwnd = nullptr;
-    CWin32::DestroyWindowHandle(h);  // a null handle is accepted
-    EXPECT_EQ(nullptr, h);
+    HWND handle = w;
+    CWin32::DestroyWindowHandle(handle);
+    EXPECT_EQ(nullptr, handle);
+    EXPECT_FALSE(IsWindow(w));
+    CWin32::DestroyWindowHandle(handle);  // a null handle is accepted
+    EXPECT_FALSE(CWin32::SetLayeredStyle(w, true)) << "destroyed window";
+    EXPECT_FALSE(CWin32::SetLayeredStyle(nullptr, true));
+
+    // An extended style of 0 reads like no window at all: refused, and left as it is.
+    HWND plain = Popup(0, 10, 10);
+    if (ExStyle(plain) == 0)
+    {
+        EXPECT_FALSE(CWin32::SetLayeredStyle(plain, true));
+        EXPECT_EQ(0, ExStyle(plain));
+    }
+    DestroyWindow(plain);
 }
 
 TEST(CWin32, TextRenderingHintFollowsTheVersion)
 {
     const DWORD major = CWin32::GetWindowsMajorVersion();
     ASSERT_GE(major, 4u);
-    const int hint = CWin32::GetBestTextRenderingHint();
-    EXPECT_EQ(major <= 6 ? 5 : 4, hint);
+    EXPECT_EQ(major <= 6 ? 5 : 4, CWin32::GetBestTextRenderingHint());
 }
 
-TEST(CWin32, PumpPendingMessagesHandsBackQuit)
+TEST(CWin32, QuitIsHandedBackOrPostedAgain)
 {
     int code = 0;
     PostQuitMessage(42);
     EXPECT_FALSE(CWin32::PumpPendingMessages(nullptr, code));
     EXPECT_EQ(42, code);
-    // Not posted again: the queue is empty now.
     MSG msg;
-    EXPECT_FALSE(PeekMessageW(&msg, nullptr, WM_QUIT, WM_QUIT, PM_REMOVE));
+    EXPECT_FALSE(PeekMessageW(&msg, nullptr, WM_QUIT, WM_QUIT, PM_REMOVE)) << "PumpPendingMessages does not post it again";
     EXPECT_TRUE(CWin32::PumpPendingMessages(nullptr, code));
-}
 
-TEST(CWin32, EmptyMessagesPostsQuitAgain)
-{
     PostQuitMessage(7);
     CWin32::EmptyMessages(nullptr, 0);
-    MSG msg;
-    ASSERT_TRUE(PeekMessageW(&msg, nullptr, WM_QUIT, WM_QUIT, PM_REMOVE));
+    ASSERT_TRUE(PeekMessageW(&msg, nullptr, WM_QUIT, WM_QUIT, PM_REMOVE)) << "EmptyMessages posts it again";
     EXPECT_EQ(7u, msg.wParam);
 }
