@@ -146,15 +146,21 @@ TEST(AlphaChannelImagePremultiply, IsNotIdempotent)
 
 TEST(AlphaChannelImagePremultiply, RowsAreTheCallersWidth)
 {
-    // A 4 x 2 DIB premultiplied as 3 x 2 touches the first six pixels in memory, not 3 per row.
+    // A 4 x 2 DIB premultiplied as 3 x 2 touches the first six pixels in memory, not 3 per row;
+    // premultiplied into another DIB, the last two arrive unpremultiplied, as a copy would leave them.
     std::vector<DWORD> pixels(8, Argb(128, 0, 0, 200));
     Dib dib(MakeDib(4, 2, pixels));
+    Dib target(MakeDib(4, 2, std::vector<DWORD>(8, 0)));
+    EXPECT_TRUE(CAlphaChannelImage::PreMultiplyRGBChannels(dib.get(), target.get(), 3, 2));
     CAlphaChannelImage::PreMultiplyRGBChannels(dib.get(), 3, 2);
-    std::vector<DWORD> out = DibPixels(dib.get());
-    for (int i = 0; i < 6; ++i)
-        EXPECT_EQ(out[i], Argb(128, 0, 0, 100)) << i;
-    EXPECT_EQ(out[6], Argb(128, 0, 0, 200));
-    EXPECT_EQ(out[7], Argb(128, 0, 0, 200));
+    for (HBITMAP premultiplied : { dib.get(), target.get() })
+    {
+        std::vector<DWORD> out = DibPixels(premultiplied);
+        for (int i = 0; i < 6; ++i)
+            EXPECT_EQ(out[i], Argb(128, 0, 0, 100)) << i;
+        EXPECT_EQ(out[6], Argb(128, 0, 0, 200));
+        EXPECT_EQ(out[7], Argb(128, 0, 0, 200));
+    }
 }
 
 TEST(AlphaChannelImagePremultiply, NeverWritesPastTheBitmap)
@@ -174,6 +180,38 @@ TEST(AlphaChannelImagePremultiply, RefusesNullAndEmptySizes)
     CAlphaChannelImage::PreMultiplyRGBChannels(nullptr, 1, 1);
     CAlphaChannelImage::PreMultiplyRGBChannels(static_cast<CAlphaChannelImage*>(nullptr));
     EXPECT_EQ(DibPixels(dib.get())[0], Argb(128, 0, 0, 200));
+}
+
+TEST(AlphaChannelImagePremultiply, IntoAnotherDibEqualsCopyThenPremultiply)
+{
+    // 67 x 3 pixels of every alpha: the widest vector step, the narrower one and the tail all
+    // write into the target; the source stays as it was.
+    std::vector<DWORD> pixels;
+    for (unsigned i = 0; i < 67 * 3; ++i)
+        pixels.push_back(((i * 37) & 0xFF) << 24 | ((i * 11) & 0xFF) << 16 | ((i * 5 + 3) & 0xFF) << 8 | (255 - i % 256));
+    Dib source(MakeDib(67, 3, pixels));
+    Dib target(MakeDib(67, 3, std::vector<DWORD>(pixels.size(), Argb(1, 2, 3, 4))));
+    Dib copied(MakeDib(67, 3, pixels));
+    CAlphaChannelImage::PreMultiplyRGBChannels(copied.get(), 67, 3);
+    EXPECT_TRUE(CAlphaChannelImage::PreMultiplyRGBChannels(source.get(), target.get(), 67, 3));
+    EXPECT_EQ(DibPixels(target.get()), DibPixels(copied.get()));
+    EXPECT_EQ(DibPixels(source.get()), pixels);
+}
+
+TEST(AlphaChannelImagePremultiply, IntoAnotherDibRefusesMismatchesAndLeavesTheTarget)
+{
+    Dib source(MakeDib(2, 2, std::vector<DWORD>(4, Argb(128, 0, 0, 200))));
+    Dib smaller(MakeDib(2, 1, std::vector<DWORD>(2, Argb(9, 9, 9, 9))));
+    Dib same(MakeDib(2, 2, std::vector<DWORD>(4, Argb(9, 9, 9, 9))));
+    EXPECT_FALSE(CAlphaChannelImage::PreMultiplyRGBChannels(source.get(), smaller.get(), 2, 2));
+    EXPECT_FALSE(CAlphaChannelImage::PreMultiplyRGBChannels(smaller.get(), same.get(), 2, 1));
+    EXPECT_FALSE(CAlphaChannelImage::PreMultiplyRGBChannels(source.get(), nullptr, 2, 2));
+    EXPECT_FALSE(CAlphaChannelImage::PreMultiplyRGBChannels(nullptr, same.get(), 2, 2));
+    EXPECT_FALSE(CAlphaChannelImage::PreMultiplyRGBChannels(source.get(), same.get(), 0, 2));
+    EXPECT_FALSE(CAlphaChannelImage::PreMultiplyRGBChannels(source.get(), source.get(), 2, 2));
+    EXPECT_EQ(DibPixels(smaller.get()), std::vector<DWORD>(2, Argb(9, 9, 9, 9)));
+    EXPECT_EQ(DibPixels(same.get()), std::vector<DWORD>(4, Argb(9, 9, 9, 9)));
+    EXPECT_EQ(DibPixels(source.get()), std::vector<DWORD>(4, Argb(128, 0, 0, 200)));
 }
 
 TEST_F(AlphaChannelImageTest, LoadsAPngWithItsAlpha)
@@ -379,6 +417,39 @@ TEST_F(AlphaChannelImageTest, SelectFrameChangesTheBitmapAndReturnsFalse)
     EXPECT_EQ(colour.GetValue() & 0xFFFFFF, 0x0000FFu);
     // The DIB keeps the frame of load time.
     EXPECT_EQ(DibPixels(image.GetHBitmap())[5] & 0xFFFFFF, 0xFF0000u);
+}
+
+TEST_F(AlphaChannelImageTest, ChangeCountMovesWithEveryFrameSelectionAndIsNeverShared)
+{
+    std::wstring gif = AnimatedGif(L"count.gif", { 10, 20, 30 });
+    std::wstring png = Png(L"count.png", 2, 2, [](int, int) { return Argb(255, 1, 2, 3); });
+    CAlphaChannelImage animated(&gif[0], true);
+    CAlphaChannelImage still(&png[0], true);
+    CAlphaChannelImage invalid(nullptr, true);
+    const unsigned long long first = animated.GetChangeCount();
+    EXPECT_NE(first, still.GetChangeCount());
+    EXPECT_NE(first, invalid.GetChangeCount());
+    EXPECT_EQ(first, animated.GetChangeCount());  // reading it changes nothing
+
+    animated.SelectFrame(1);
+    const unsigned long long second = animated.GetChangeCount();
+    EXPECT_NE(second, first);
+    animated.SelectFrame(1);  // the same frame again: counted too, the bitmap was asked to change
+    EXPECT_NE(animated.GetChangeCount(), second);
+    const unsigned long long third = animated.GetChangeCount();
+    animated.SelectFrame(3);  // out of range: nothing selected, nothing changed
+    EXPECT_EQ(animated.GetChangeCount(), third);
+
+    const unsigned long long stillCount = still.GetChangeCount();
+    still.SelectFrame(0);  // no frames
+    EXPECT_EQ(still.GetChangeCount(), stillCount);
+    still.BitmapChanged();
+    EXPECT_NE(still.GetChangeCount(), stillCount);
+
+    // An image made later never repeats a count an earlier one had.
+    CAlphaChannelImage later(&png[0], true);
+    for (unsigned long long seen : { first, second, third, stillCount, still.GetChangeCount(), animated.GetChangeCount() })
+        EXPECT_NE(later.GetChangeCount(), seen);
 }
 
 TEST_F(AlphaChannelImageTest, FramesWithoutDelayBlocksHaveZeroDelays)
