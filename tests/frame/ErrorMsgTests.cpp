@@ -23,18 +23,16 @@ namespace
 struct CallbackCall
 {
     HWND owner;
-    std::wstring text;
-    std::wstring caption;
+    std::wstring text, caption;
     int severity;
     void* context;
 };
 std::vector<CallbackCall> g_calls;
-bool g_callbackResult = true;
 
 bool RecordingCallback(HWND owner, const wchar_t* text, const wchar_t* caption, int severity, void* context)
 {
     g_calls.push_back({ owner, text ? text : L"", caption ? caption : L"", severity, context });
-    return g_callbackResult;
+    return false; // its answer is ignored
 }
 
 class ErrorMsg : public ::testing::Test
@@ -42,15 +40,13 @@ class ErrorMsg : public ::testing::Test
 protected:
     void SetUp() override
     {
-        g_calls.clear();
-        g_callbackResult = true;
         m_errors = CErrorMsg::Instance();
         m_errors->SetErrorLoggingCallback(nullptr, nullptr);
         CDebugTrace::Instance()->Enable(true);
     }
     void TearDown() override { m_errors->SetErrorLoggingCallback(nullptr, nullptr); }
 
-    // The trace log's growth since the call began.
+    // The trace log's growth during the call.
     template <typename F> std::string TracedBy(F call)
     {
         size_t before = TraceLogText().size();
@@ -68,89 +64,74 @@ std::wstring ExpectedErrorString(const wchar_t* context, DWORD code)
     wchar_t* system = nullptr;
     FormatMessageW(FORMAT_MESSAGE_ALLOCATE_BUFFER | FORMAT_MESSAGE_FROM_SYSTEM | FORMAT_MESSAGE_IGNORE_INSERTS, nullptr,
                    code, MAKELANGID(LANG_NEUTRAL, SUBLANG_DEFAULT), reinterpret_cast<wchar_t*>(&system), 0, nullptr);
-    wchar_t format[260] = {};
+    wchar_t format[260] = {}, out[4096] = {};
     LoadStringW(CLocalize::Instance()->GethInstance(), 625, format, 260);
-    wchar_t out[4096] = {};
     _snwprintf_s(out, 4096, _TRUNCATE, format, context, system ? system : L"");
-    if (system)
-        LocalFree(system);
+    LocalFree(system);
     return out;
 }
 }
 
-TEST_F(ErrorMsg, MessageBoxGivesSeverityTwoForHandAndQuestionIconBits)
+TEST_F(ErrorMsg, MessageBoxOnlyReachesTheCallbackWithSeverityTwoForHandAndQuestionBits)
 {
+    wchar_t text[] = L"the text", caption[] = L"the caption";
+    HWND before = GetForegroundWindow();
+    g_calls.clear();
+    EXPECT_EQ(m_errors->MessageBoxW(nullptr, text, caption, MB_ICONERROR | MB_YESNO), IDOK) << "without a callback";
+    EXPECT_EQ(GetForegroundWindow(), before) << "no box of its own";
+
     int context = 0;
     m_errors->SetErrorLoggingCallback(&RecordingCallback, &context);
-    wchar_t text[] = L"the text", caption[] = L"the caption";
     HWND owner = reinterpret_cast<HWND>(static_cast<LONG_PTR>(0x1234));
-    const unsigned types[] = { MB_ICONERROR, MB_ICONQUESTION, MB_ICONEXCLAMATION, MB_ICONINFORMATION, MB_OK,
-                               MB_YESNO | MB_ICONHAND, MB_ICONINFORMATION | MB_DEFBUTTON2 };
-    const int severities[] = { 2, 2, 2, 0, 0, 2, 0 };
-    g_callbackResult = false; // its answer is ignored
+    const unsigned types[] = { MB_ICONERROR, MB_ICONQUESTION, MB_ICONINFORMATION, MB_YESNO };
+    const int severities[] = { 2, 2, 0, 0 };
     for (unsigned type : types)
         EXPECT_EQ(m_errors->MessageBoxW(owner, text, caption, type), IDOK);
-    ASSERT_EQ(g_calls.size(), 7u);
+    ASSERT_EQ(g_calls.size(), 4u);
     for (size_t i = 0; i < g_calls.size(); ++i)
     {
         EXPECT_EQ(g_calls[i].severity, severities[i]) << "type " << types[i];
-        EXPECT_EQ(g_calls[i].owner, owner);
-        EXPECT_EQ(g_calls[i].text, L"the text");
-        EXPECT_EQ(g_calls[i].caption, L"the caption");
-        EXPECT_EQ(g_calls[i].context, &context);
+        EXPECT_TRUE(g_calls[i].owner == owner && g_calls[i].text == text && g_calls[i].caption == caption &&
+                    g_calls[i].context == &context)
+            << "the callback gets the call's arguments and the stored context";
     }
 }
 
-TEST_F(ErrorMsg, MessageBoxWithoutCallbackAnswersOkAndOpensNothing)
+TEST_F(ErrorMsg, OutputAndErrorTraceTheTextKeepTheCodeAndIgnoreAnEmptyText)
 {
-    wchar_t text[] = L"t", caption[] = L"c";
-    HWND before = GetForegroundWindow();
-    EXPECT_EQ(m_errors->MessageBoxW(nullptr, text, caption, MB_ICONERROR | MB_YESNO), IDOK);
-    EXPECT_TRUE(g_calls.empty());
-    EXPECT_EQ(GetForegroundWindow(), before);
-}
-
-TEST_F(ErrorMsg, OutputTracesPrefixAndTextAndKeepsTheCode)
-{
-    wchar_t text[] = L"output-probe text", prefix[] = L"prefix: ";
+    wchar_t text[] = L"output-probe text", prefix[] = L"prefix: ", empty[] = L"";
     std::string traced = TracedBy([&] { m_errors->Output(7, nullptr, text, prefix, true); });
     EXPECT_NE(traced.find("ErrorMsg("), std::string::npos);
     EXPECT_NE(traced.find(" - prefix: output-probe text\r\n"), std::string::npos);
     EXPECT_EQ(m_errors->GetLastError(), 7);
-
     EXPECT_EQ(m_errors->Message(8, nullptr, text), 0);
     EXPECT_EQ(m_errors->GetLastError(), 8);
-    EXPECT_EQ(m_errors->Error(9, text), 0);
-    EXPECT_EQ(m_errors->GetLastError(), 9);
-}
+    EXPECT_EQ(m_errors->Error(3, text), 0);
 
-TEST_F(ErrorMsg, OutputWithAnEmptyTextChangesNothing)
-{
-    wchar_t text[] = L"first";
-    m_errors->Output(3, nullptr, text, nullptr, true);
-    wchar_t empty[] = L"";
-    std::string traced = TracedBy([&] {
+    traced = TracedBy([&] {
         EXPECT_EQ(m_errors->Output(5, nullptr, empty, nullptr, true), 0);
         EXPECT_EQ(m_errors->Output(6, nullptr, nullptr, nullptr, true), 0);
         EXPECT_EQ(m_errors->Display(nullptr, empty), 0);
         EXPECT_EQ(m_errors->Display(nullptr, static_cast<wchar_t*>(nullptr)), 0);
     });
-    EXPECT_EQ(m_errors->GetLastError(), 3);
     EXPECT_EQ(traced, "");
-}
+    EXPECT_EQ(m_errors->GetLastError(), 3) << "an empty text leaves the last error";
 
-TEST_F(ErrorMsg, OutputCutsAnOversizedTextToItsBuffer)
-{
-    std::wstring text(5000, L'q');
-    std::string traced = TracedBy([&] { m_errors->Output(1, nullptr, &text[0], nullptr, true); });
-    // 1023 characters and the terminator: the line holds exactly 1023 q's.
-    EXPECT_NE(traced.find(std::string(1023, 'q') + "\r\n"), std::string::npos);
+    std::wstring huge(5000, L'q');
+    traced = TracedBy([&] { m_errors->Output(1, nullptr, &huge[0], nullptr, true); });
+    EXPECT_NE(traced.find(std::string(1023, 'q') + "\r\n"), std::string::npos) << "cut to 1023 characters";
     EXPECT_EQ(traced.find(std::string(1024, 'q')), std::string::npos);
+
+    // Error(id) reports the localized string and keeps the id.
+    wchar_t expected[260] = {};
+    ASSERT_GT(LoadStringW(CLocalize::Instance()->GethInstance(), 528, expected, 260), 0) << "ZintorRes.dll not loaded";
+    EXPECT_NE(TracedBy([&] { m_errors->Error(528); }).find(Narrow(expected)), std::string::npos);
+    EXPECT_EQ(m_errors->GetLastError(), 528);
 }
 
-TEST_F(ErrorMsg, DisplayJoinsTheSystemTextOfTheLastError)
+TEST_F(ErrorMsg, DisplayAndTraceErrorJoinTheSystemTextOfTheLastError)
 {
-    wchar_t text[] = L"Opening display-probe.txt failed";
+    wchar_t text[] = L"Opening display-probe.txt failed", context[] = L"trace-error-probe";
     std::wstring expected = ExpectedErrorString(text, ERROR_FILE_NOT_FOUND);
     ASSERT_NE(expected.find(L"display-probe"), std::wstring::npos);
     std::string traced = TracedBy([&] {
@@ -159,131 +140,88 @@ TEST_F(ErrorMsg, DisplayJoinsTheSystemTextOfTheLastError)
     });
     EXPECT_NE(traced.find(Narrow(expected)), std::string::npos) << traced;
     EXPECT_EQ(m_errors->GetLastError(), ERROR_FILE_NOT_FOUND);
-}
 
-TEST_F(ErrorMsg, DisplayOfAnErrorWithoutSystemTextReportsNothing)
-{
-    wchar_t first[] = L"first";
-    m_errors->Output(4, nullptr, first, nullptr, true);
-    wchar_t text[] = L"no-system-text-probe";
-    std::string traced = TracedBy([&] {
-        SetLastError(0x2000F00Du); // a customer code: the system has no text for it
-        m_errors->Display(nullptr, text);
+    expected = ExpectedErrorString(context, ERROR_INVALID_HANDLE);
+    traced = TracedBy([&] {
+        SetLastError(ERROR_INVALID_HANDLE);
+        CErrorMsg::TraceError(context);
     });
-    EXPECT_EQ(traced.find("no-system-text-probe"), std::string::npos);
-    EXPECT_EQ(m_errors->GetLastError(), 4);
+    EXPECT_NE(traced.find(Narrow(expected)), std::string::npos) << traced;
+
+    wchar_t unknown[] = L"no-system-text-probe";
+    traced = TracedBy([&] {
+        SetLastError(0x2000F00Du); // a customer code: the system has no text for it
+        m_errors->Display(nullptr, unknown);
+    });
+    EXPECT_EQ(traced.find("no-system-text-probe"), std::string::npos) << "without system text nothing is reported";
+    EXPECT_EQ(m_errors->GetLastError(), ERROR_FILE_NOT_FOUND);
 }
 
 TEST_F(ErrorMsg, GetLastErrorStringReturnsAndKeepsTheThreadsError)
 {
-    wchar_t context[] = L"ctx";
+    wchar_t context[] = L"ctx", empty[] = L"";
     wchar_t out[4096] = L"untouched";
     SetLastError(ERROR_ACCESS_DENIED);
     EXPECT_EQ(CErrorMsg::GetLastErrorString(context, out, 4096), static_cast<unsigned long>(ERROR_ACCESS_DENIED));
     EXPECT_EQ(GetLastError(), static_cast<DWORD>(ERROR_ACCESS_DENIED));
     EXPECT_EQ(std::wstring(out), ExpectedErrorString(context, ERROR_ACCESS_DENIED));
 
-    wchar_t empty[] = L"";
     wchar_t kept[16] = L"untouched";
-    SetLastError(ERROR_ACCESS_DENIED);
     EXPECT_EQ(CErrorMsg::GetLastErrorString(empty, kept, 16), static_cast<unsigned long>(ERROR_ACCESS_DENIED));
     EXPECT_STREQ(kept, L"untouched");
     EXPECT_EQ(CErrorMsg::GetLastErrorString(context, nullptr, 16), static_cast<unsigned long>(ERROR_ACCESS_DENIED));
-
-    // A small buffer is cut, never overrun.
     wchar_t small[8];
     wmemset(small, L'#', 8);
-    SetLastError(ERROR_ACCESS_DENIED);
     CErrorMsg::GetLastErrorString(context, small, 5);
-    EXPECT_EQ(wcslen(small), 4u);
+    EXPECT_EQ(wcslen(small), 4u) << "cut, never overrun";
     EXPECT_EQ(small[5], L'#');
 }
 
-TEST_F(ErrorMsg, ErrorByIdReportsTheLocalizedString)
-{
-    wchar_t expected[260] = {};
-    ASSERT_GT(LoadStringW(CLocalize::Instance()->GethInstance(), 528, expected, 260), 0) << "ZintorRes.dll not loaded";
-    std::string traced = TracedBy([&] { m_errors->Error(528); });
-    EXPECT_NE(traced.find(Narrow(expected)), std::string::npos);
-    EXPECT_EQ(m_errors->GetLastError(), 528);
-
-    traced = TracedBy([&] { m_errors->Error(64999); });
-    EXPECT_NE(traced.find("Failed to find a localized string for ID # 64999."), std::string::npos);
-    EXPECT_EQ(m_errors->GetLastError(), 64999);
-}
-
-TEST_F(ErrorMsg, TraceErrorWritesTheJoinedText)
-{
-    wchar_t context[] = L"trace-error-probe";
-    std::wstring expected = ExpectedErrorString(context, ERROR_INVALID_HANDLE);
-    std::string traced = TracedBy([&] {
-        SetLastError(ERROR_INVALID_HANDLE);
-        CErrorMsg::TraceError(context);
-    });
-    EXPECT_NE(traced.find(Narrow(expected)), std::string::npos);
-}
-
-TEST_F(ErrorMsg, EventLogEntriesTakeTheTypeOfTheirSeverity)
+TEST_F(ErrorMsg, EventLogEntriesNeedTextAndTitleTakeTheTypeOfTheirSeverityAndAreCut)
 {
     CXEventLog* log = CKVRN_DllMain::Instance()->GetEventLog();
     ASSERT_NE(log, nullptr);
     EXPECT_STREQ(log->GetSourceName(), L"Veskon Win32 GUI Support Library");
-    wchar_t text[] = L"disk is full", title[] = L"Backup";
-    struct
-    {
-        int severity;
-        WORD type;
-    } cases[] = { { 1, EVENTLOG_WARNING_TYPE }, { 2, EVENTLOG_ERROR_TYPE }, { 0, EVENTLOG_INFORMATION_TYPE },
-                  { 3, EVENTLOG_INFORMATION_TYPE }, { -1, EVENTLOG_INFORMATION_TYPE } };
+    wchar_t text[] = L"disk is full", title[] = L"Backup", empty[] = L"";
+    const std::pair<int, WORD> cases[] = { { 1, EVENTLOG_WARNING_TYPE },
+                                           { 3, EVENTLOG_INFORMATION_TYPE },
+                                           { 0, EVENTLOG_INFORMATION_TYPE },
+                                           { 2, EVENTLOG_ERROR_TYPE } };
     for (const auto& c : cases)
     {
-        ASSERT_TRUE(m_errors->WriteToEventLog(nullptr, text, title, c.severity)) << c.severity;
-        EXPECT_EQ(log->GetLastType(), c.type) << c.severity;
+        ASSERT_TRUE(m_errors->WriteToEventLog(nullptr, text, title, c.first)) << c.first;
+        EXPECT_EQ(log->GetLastType(), c.second) << "severity " << c.first;
         EXPECT_STREQ(log->GetLastEntry(), L"Backup: disk is full");
     }
-}
-
-TEST_F(ErrorMsg, EventLogNeedsTextAndTitleAndCutsLongEntries)
-{
-    CXEventLog* log = CKVRN_DllMain::Instance()->GetEventLog();
-    ASSERT_NE(log, nullptr);
-    wchar_t text[] = L"kept", title[] = L"T", empty[] = L"";
-    ASSERT_TRUE(m_errors->WriteToEventLog(nullptr, text, title, 2));
     EXPECT_FALSE(m_errors->WriteToEventLog(nullptr, empty, title, 1));
     EXPECT_FALSE(m_errors->WriteToEventLog(nullptr, text, empty, 1));
     EXPECT_FALSE(m_errors->WriteToEventLog(nullptr, nullptr, title, 1));
     EXPECT_FALSE(m_errors->WriteToEventLog(nullptr, text, nullptr, 1));
-    EXPECT_EQ(log->GetLastType(), EVENTLOG_ERROR_TYPE);
-    EXPECT_STREQ(log->GetLastEntry(), L"T: kept");
+    EXPECT_EQ(log->GetLastType(), EVENTLOG_ERROR_TYPE) << "a refused entry writes nothing";
 
     std::wstring huge(5000, L'e');
     ASSERT_TRUE(m_errors->WriteToEventLog(nullptr, &huge[0], title, 0));
     EXPECT_EQ(wcslen(log->GetLastEntry()), 2047u);
-    EXPECT_EQ(std::wstring(log->GetLastEntry()).substr(0, 4), L"T: e");
+    EXPECT_EQ(std::wstring(log->GetLastEntry()).substr(0, 10), L"Backup: ee");
 }
 
 // ---- RedirectStdIOToConsole, in a child without a console --------------------------------------
 
-
-// Exit codes: 0 fine; 10 stdout is not the console; 11 wrong buffer height; 12 printed text not on
-// the console; 13 stderr not the console.
+// Exit codes: 0 fine; 10 stdout or stderr is not the console; 11 wrong buffer height; 12 printed
+// text not on the console.
 VESKON_CHILD(RedirectStdIO)
 {
     CErrorMsg::Instance()->RedirectStdIOToConsole();
-    HANDLE out = reinterpret_cast<HANDLE>(_get_osfhandle(_fileno(stdout)));
-    if (GetFileType(out) != FILE_TYPE_CHAR)
+    if (GetFileType(reinterpret_cast<HANDLE>(_get_osfhandle(_fileno(stdout)))) != FILE_TYPE_CHAR ||
+        GetFileType(reinterpret_cast<HANDLE>(_get_osfhandle(_fileno(stderr)))) != FILE_TYPE_CHAR)
         return 10;
-    HANDLE err = reinterpret_cast<HANDLE>(_get_osfhandle(_fileno(stderr)));
-    if (GetFileType(err) != FILE_TYPE_CHAR)
-        return 13;
     HANDLE console = CreateFileW(L"CONOUT$", GENERIC_READ | GENERIC_WRITE, FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr,
                                  OPEN_EXISTING, 0, nullptr);
     CONSOLE_SCREEN_BUFFER_INFO info = {};
     if (!GetConsoleScreenBufferInfo(console, &info) || info.dwSize.Y != 500)
         return 11;
     // Unbuffered: the text is on the console as soon as printf returns.
-    COORD at = info.dwCursorPosition;
-    at.X = 0;
+    COORD at = { 0, info.dwCursorPosition.Y };
     printf("console-probe");
     char seen[32] = {};
     DWORD read = 0;

@@ -10,9 +10,7 @@
 #include "frame/ZintorResIds.h"
 #include "support/TestSupport.h"
 
-using veskon_test::Narrow;
 using veskon_test::PumpUntil;
-using veskon_test::TraceLogText;
 
 namespace
 {
@@ -30,7 +28,6 @@ protected:
     {
         ASSERT_NE(CLocalize::Instance()->GethInstance(), nullptr) << "ZintorRes.dll not loaded";
         m_message = CModelessMessage::Instance();
-        ASSERT_NE(m_message, nullptr);
         m_dlg = m_message->GetHwnd();
         ASSERT_TRUE(IsWindow(m_dlg));
     }
@@ -40,73 +37,67 @@ protected:
         PumpUntil([&] { return !IsWindow(m_dlg); }, 3000);
     }
     bool Visible() const { return IsWindowVisible(m_dlg) != FALSE; }
+    bool HiddenSoon(int ms)
+    {
+        return PumpUntil([&] { return !Visible(); }, ms) && IsWindow(m_dlg);
+    }
 
     CModelessMessage* m_message = nullptr;
     HWND m_dlg = nullptr;
 };
 }
 
-TEST_F(ModelessMessage, RunsItsDialogOnAThreadOfItsOwn)
+TEST_F(ModelessMessage, RunsItsCentredDialogOnAThreadOfItsOwnUntilDeleted)
 {
     EXPECT_NE(GetWindowThreadProcessId(m_dlg, nullptr), GetCurrentThreadId());
     EXPECT_EQ(GetPropW(m_dlg, L"ModelessMessageClassPtr"), static_cast<HANDLE>(m_message));
     EXPECT_FALSE(Visible());
-    HWND text = GetDlgItem(m_dlg, IDC_MODELESS_MESSAGE_TEXT);
-    ASSERT_NE(text, nullptr);
-    EXPECT_NE(GetDlgItem(m_dlg, IDOK), nullptr);
-    // Centred on the work area (within a pixel of rounding).
+    EXPECT_EQ(CModelessMessage::Instance(), m_message) << "one per process";
     RECT area = {}, window = {};
     SystemParametersInfoW(SPI_GETWORKAREA, 0, &area, 0);
     GetWindowRect(m_dlg, &window);
-    EXPECT_LE(abs((window.left + window.right) - (area.left + area.right)), 2);
+    EXPECT_LE(abs((window.left + window.right) - (area.left + area.right)), 2) << "centred within a pixel";
     EXPECT_LE(abs((window.top + window.bottom) - (area.top + area.bottom)), 2);
-    EXPECT_EQ(CModelessMessage::Instance(), m_message); // one per process
+
+    // Deleting it, even while shown, ends dialog and thread; the next Instance() starts afresh.
+    DWORD threadId = GetWindowThreadProcessId(m_dlg, nullptr);
+    HANDLE thread = OpenThread(SYNCHRONIZE, FALSE, threadId);
+    ASSERT_NE(thread, nullptr);
+    m_message->Show(L"Going", L"away");
+    delete CModelessMessage::Instance();
+    EXPECT_FALSE(IsWindow(m_dlg));
+    EXPECT_EQ(WaitForSingleObject(thread, 5000), WAIT_OBJECT_0);
+    CloseHandle(thread);
+
+    m_dlg = CModelessMessage::Instance()->GetHwnd(); // TearDown deletes the fresh one
+    ASSERT_TRUE(IsWindow(m_dlg));
+    EXPECT_NE(GetWindowThreadProcessId(m_dlg, nullptr), threadId);
 }
 
-TEST_F(ModelessMessage, ShowFillsTitleAndTextAndShows)
+TEST_F(ModelessMessage, ShowFillsTheDialogAndHidesAfterThreeSecondsWhichASecondShowDoesNotExtend)
 {
-    m_message->Show(L"Backup finished", L"All 12 files were copied.");
-    EXPECT_TRUE(Visible());
-    EXPECT_EQ(TextOf(m_dlg), L"Backup finished");
-    EXPECT_EQ(TextOf(GetDlgItem(m_dlg, IDC_MODELESS_MESSAGE_TEXT)), L"All 12 files were copied.");
-
     std::wstring longText(4000, L'w');
-    m_message->Show(L"Long", longText.c_str());
-    EXPECT_EQ(TextOf(GetDlgItem(m_dlg, IDC_MODELESS_MESSAGE_TEXT)), longText);
-}
-
-TEST_F(ModelessMessage, HidesItselfAfterThreeSecondsWithoutBeingDestroyed)
-{
-    m_message->Show(L"Title", L"Text");
-    ASSERT_TRUE(Visible());
-    EXPECT_TRUE(PumpUntil([&] { return !Visible(); }, 8000));
-    EXPECT_TRUE(IsWindow(m_dlg));
-    // And shows again on the next Show.
-    m_message->Show(L"Again", L"Text");
-    EXPECT_TRUE(Visible());
-    EXPECT_TRUE(PumpUntil([&] { return !Visible(); }, 8000));
-}
-
-TEST_F(ModelessMessage, ASecondShowDoesNotExtendTheThreeSeconds)
-{
     ULONGLONG first = GetTickCount64();
-    m_message->Show(L"First", L"one");
+    m_message->Show(L"First", longText.c_str());
+    EXPECT_TRUE(Visible());
+    EXPECT_EQ(TextOf(m_dlg), L"First");
+    EXPECT_EQ(TextOf(GetDlgItem(m_dlg, IDC_MODELESS_MESSAGE_TEXT)), longText);
     PumpUntil([] { return false; }, 2000);
     ASSERT_TRUE(Visible());
-    m_message->Show(L"Second", L"two");
+    m_message->Show(L"Second", L"All 12 files were copied.");
     EXPECT_EQ(TextOf(m_dlg), L"Second");
-    ASSERT_TRUE(PumpUntil([&] { return !Visible(); }, 8000));
+    EXPECT_EQ(TextOf(GetDlgItem(m_dlg, IDC_MODELESS_MESSAGE_TEXT)), L"All 12 files were copied.");
+    ASSERT_TRUE(HiddenSoon(8000)) << "hidden by its timer, not destroyed";
     // Extended, it would hide 3 s after the second Show, 5 s after the first.
     EXPECT_LT(GetTickCount64() - first, 4500u);
 }
 
-TEST_F(ModelessMessage, HidesOnAClickAnywhereInTheDialog)
+TEST_F(ModelessMessage, HidesOnAClickOkCancelAndClose)
 {
+    // A real click on the text: the plain static lets it through to the dialog.
     m_message->Show(L"Click me", L"Anywhere");
-    ASSERT_TRUE(Visible());
     RECT text = {};
     GetWindowRect(GetDlgItem(m_dlg, IDC_MODELESS_MESSAGE_TEXT), &text);
-    // A real click on the text: the plain static lets it through to the dialog.
     SetForegroundWindow(m_dlg);
     SetCursorPos((text.left + text.right) / 2, (text.top + text.bottom) / 2);
     INPUT clicks[2] = {};
@@ -114,24 +105,15 @@ TEST_F(ModelessMessage, HidesOnAClickAnywhereInTheDialog)
     clicks[0].mi.dwFlags = MOUSEEVENTF_LEFTDOWN;
     clicks[1].mi.dwFlags = MOUSEEVENTF_LEFTUP;
     ASSERT_EQ(SendInput(2, clicks, sizeof(INPUT)), 2u);
-    EXPECT_TRUE(PumpUntil([&] { return !Visible(); }, 2000));
-    EXPECT_TRUE(IsWindow(m_dlg));
-}
+    EXPECT_TRUE(HiddenSoon(2000)) << "click";
 
-TEST_F(ModelessMessage, HidesOnOkCancelAndClose)
-{
-    for (UINT msg : { 0u, 1u, 2u })
+    const std::pair<UINT, WPARAM> messages[] = { { WM_COMMAND, IDOK }, { WM_COMMAND, IDCANCEL }, { WM_CLOSE, 0 } };
+    for (const auto& m : messages)
     {
         m_message->Show(L"Title", L"Text");
         ASSERT_TRUE(Visible());
-        if (msg == 0)
-            SendMessageW(m_dlg, WM_COMMAND, IDOK, 0);
-        else if (msg == 1)
-            SendMessageW(m_dlg, WM_COMMAND, IDCANCEL, 0);
-        else
-            SendMessageW(m_dlg, WM_CLOSE, 0, 0);
-        EXPECT_TRUE(PumpUntil([&] { return !Visible(); }, 2000)) << msg;
-        EXPECT_TRUE(IsWindow(m_dlg));
+        SendMessageW(m_dlg, m.first, m.second, 0);
+        EXPECT_TRUE(HiddenSoon(2000)) << "message " << m.first << " " << m.second;
     }
 }
 
@@ -142,57 +124,31 @@ TEST_F(ModelessMessage, EmptyTitleOrTextReportsString528AndShowsNothing)
     wchar_t first[] = L"earlier";
     CErrorMsg::Instance()->Output(77, nullptr, first, nullptr, true);
     SetWindowTextW(m_dlg, L"unchanged");
-
-    size_t before = TraceLogText().size();
+    size_t before = veskon_test::TraceLogText().size();
     m_message->Show(static_cast<const wchar_t*>(nullptr), L"text");
     m_message->Show(L"", L"text");
     m_message->Show(L"title", static_cast<const wchar_t*>(nullptr));
     m_message->Show(L"title", L"");
-    std::string traced = TraceLogText().substr(before);
-
-    EXPECT_EQ(CErrorMsg::Instance()->GetLastError(), 0);
-    size_t at = 0;
+    std::string traced = veskon_test::TraceLogText().substr(before), want = veskon_test::Narrow(expected);
     int reports = 0;
-    for (std::string want = Narrow(expected); (at = traced.find(want, at)) != std::string::npos; at += want.size())
+    for (size_t at = traced.find(want); at != std::string::npos; at = traced.find(want, at + want.size()))
         ++reports;
     EXPECT_EQ(reports, 4);
+    EXPECT_EQ(CErrorMsg::Instance()->GetLastError(), 0) << "reported through Error(0, text)";
     EXPECT_FALSE(Visible());
     EXPECT_EQ(TextOf(m_dlg), L"unchanged");
 }
 
-TEST_F(ModelessMessage, DeletingEndsDialogAndThreadAndANewInstanceStartsAfresh)
-{
-    DWORD threadId = GetWindowThreadProcessId(m_dlg, nullptr);
-    HANDLE thread = OpenThread(SYNCHRONIZE, FALSE, threadId);
-    ASSERT_NE(thread, nullptr);
-    m_message->Show(L"Going", L"away");
-    delete CModelessMessage::Instance();
-    EXPECT_FALSE(IsWindow(m_dlg));
-    EXPECT_EQ(WaitForSingleObject(thread, 5000), WAIT_OBJECT_0);
-    CloseHandle(thread);
-
-    CModelessMessage* fresh = CModelessMessage::Instance();
-    ASSERT_NE(fresh, nullptr);
-    HWND dlg = fresh->GetHwnd();
-    ASSERT_TRUE(IsWindow(dlg));
-    EXPECT_NE(GetWindowThreadProcessId(dlg, nullptr), threadId);
-    m_dlg = dlg; // TearDown deletes the fresh one
-}
-
 TEST_F(ModelessMessage, ShowIsDrawnWithItsText)
 {
-    m_message->Show(L"Pixels", L"WWWWWWWWWWWWWWWWWWWWWWWWWWWWWWWWWWWWWWWWWWWWWWWW");
-    ASSERT_TRUE(Visible());
+    m_message->Show(L"Pixels", std::wstring(48, L'W').c_str());
     SetWindowPos(m_dlg, HWND_TOPMOST, 0, 0, 0, 0, SWP_NOMOVE | SWP_NOSIZE);
     PumpUntil([] { return false; }, 300);
-    HWND text = GetDlgItem(m_dlg, IDC_MODELESS_MESSAGE_TEXT);
-    veskon_test::Pixels pixels = veskon_test::CaptureWindow(text);
-    ASSERT_GT(pixels.width, 0);
+    veskon_test::Pixels pixels = veskon_test::CaptureWindow(GetDlgItem(m_dlg, IDC_MODELESS_MESSAGE_TEXT));
     // The first line of the static holds dark glyph pixels on the light dialog face.
     int dark = 0;
     for (int y = 0; y < pixels.height && y < 16; ++y)
         for (int x = 0; x < pixels.width; ++x)
-            if (pixels.Red(x, y) < 100 && pixels.Green(x, y) < 100 && pixels.Blue(x, y) < 100)
-                ++dark;
+            dark += pixels.Red(x, y) < 100 && pixels.Green(x, y) < 100 && pixels.Blue(x, y) < 100;
     EXPECT_GT(dark, 50);
 }

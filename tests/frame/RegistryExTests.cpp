@@ -7,408 +7,244 @@
 #include "frame/RegistryEx.h"
 #include "support/TestSupport.h"
 
-using veskon_test::ScratchRegistryKey;
-
 namespace
 {
-void PutRaw(ScratchRegistryKey& key, const wchar_t* name, DWORD type, const void* data, DWORD bytes)
+class RegistryEx : public ::testing::Test
 {
-    HKEY opened = nullptr;
-    ASSERT_EQ(RegOpenKeyExW(key.Root(), key.Key(), 0, KEY_SET_VALUE, &opened), ERROR_SUCCESS);
-    ASSERT_EQ(RegSetValueExW(opened, name, 0, type, static_cast<const BYTE*>(data), bytes), ERROR_SUCCESS);
-    RegCloseKey(opened);
-}
-
-void PutString(ScratchRegistryKey& key, const wchar_t* name, const std::wstring& text)
-{
-    PutRaw(key, name, REG_SZ, text.c_str(), static_cast<DWORD>((text.size() + 1) * sizeof(wchar_t)));
-}
-
-void PutDword(ScratchRegistryKey& key, const wchar_t* name, DWORD value)
-{
-    PutRaw(key, name, REG_DWORD, &value, sizeof(value));
-}
-
-struct RawValue
-{
-    bool found = false;
-    DWORD type = REG_NONE;
-    std::vector<BYTE> bytes;
-};
-
-RawValue ReadRaw(HKEY root, const std::wstring& key, const wchar_t* name)
-{
-    RawValue raw;
-    HKEY opened = nullptr;
-    if (RegOpenKeyExW(root, key.c_str(), 0, KEY_READ, &opened) != ERROR_SUCCESS)
-        return raw;
-    DWORD bytes = 0;
-    if (RegQueryValueExW(opened, name, nullptr, &raw.type, nullptr, &bytes) == ERROR_SUCCESS)
+protected:
+    void PutRaw(const wchar_t* name, DWORD type, const void* data, DWORD bytes)
     {
-        raw.bytes.resize(bytes);
-        raw.found = RegQueryValueExW(opened, name, nullptr, &raw.type, raw.bytes.data(), &bytes) == ERROR_SUCCESS;
+        ASSERT_EQ(RegSetKeyValueW(Root(), Key(), name, type, data, bytes), ERROR_SUCCESS);
     }
-    RegCloseKey(opened);
-    return raw;
+    void Put(const wchar_t* name, const std::wstring& text)
+    {
+        PutRaw(name, REG_SZ, text.c_str(), static_cast<DWORD>((text.size() + 1) * sizeof(wchar_t)));
+    }
+    void Put(const wchar_t* name, DWORD value) { PutRaw(name, REG_DWORD, &value, sizeof(value)); }
+
+    // What is stored, byte for byte (RegGetValueW would mend a missing terminator), as
+    // "<type>:<bytes as wide text>", or "absent".
+    std::wstring Stored(const wchar_t* name, const std::wstring& key = L"")
+    {
+        HKEY opened = nullptr;
+        DWORD type = REG_NONE, bytes = sizeof(wchar_t) * 512;
+        std::vector<wchar_t> data(512);
+        LONG status = RegOpenKeyExW(Root(), key.empty() ? Key() : key.c_str(), 0, KEY_READ, &opened);
+        if (status == ERROR_SUCCESS)
+            status = RegQueryValueExW(opened, name, nullptr, &type, reinterpret_cast<BYTE*>(data.data()), &bytes);
+        RegCloseKey(opened);
+        if (status != ERROR_SUCCESS)
+            return L"absent";
+        return std::to_wstring(type) + L":" + std::wstring(data.data(), bytes / sizeof(wchar_t));
+    }
+    static std::wstring Sz(const wchar_t* text)
+    {
+        return std::to_wstring(REG_SZ) + L":" + text + std::wstring(1, L'\0');
+    }
+
+    // The string read's result, or "<false:what the buffer holds>".
+    std::wstring Read(const wchar_t* name, int size = MAX_PATH)
+    {
+        std::vector<wchar_t> data(static_cast<size_t>(size) + 1, L'#');
+        if (!CRegistryEx::Get(Root(), Key(), const_cast<wchar_t*>(name), data.data(), size))
+            return L"<false:" + std::wstring(data.data(), wcsnlen(data.data(), static_cast<size_t>(size))) + L">";
+        return data.data();
+    }
+    int Ranged(const wchar_t* name, int dflt, int min, int max)
+    {
+        return CRegistryEx::Get(Root(), Key(), const_cast<wchar_t*>(name), dflt, min, max);
+    }
+    bool Flag(const wchar_t* name, bool dflt)
+    {
+        return CRegistryEx::Get(Root(), Key(), const_cast<wchar_t*>(name), dflt);
+    }
+
+    HKEY Root() const { return m_key.Root(); }
+    wchar_t* Key() { return m_key.Key(); }
+    veskon_test::ScratchRegistryKey m_key;
+};
 }
 
-std::wstring AsText(const RawValue& raw)
+TEST_F(RegistryEx, ReadsEveryTypeAsText)
 {
-    return std::wstring(reinterpret_cast<const wchar_t*>(raw.bytes.data()), raw.bytes.size() / sizeof(wchar_t));
-}
-
-std::wstring Read(ScratchRegistryKey& key, const wchar_t* name, int size = MAX_PATH)
-{
-    std::vector<wchar_t> data(static_cast<size_t>(size) + 1, L'#');
-    if (!CRegistryEx::Get(key.Root(), key.Key(), const_cast<wchar_t*>(name), data.data(), size))
-        return L"<false:" + std::wstring(data.data(), wcsnlen(data.data(), static_cast<size_t>(size))) + L">";
-    return data.data();
-}
-}
-
-// ---- the string read -----------------------------------------------------------------------
-
-TEST(RegistryExGet, ReadsStringsAsStored)
-{
-    ScratchRegistryKey key;
-    PutString(key, L"s", L"hello world");
-    EXPECT_EQ(Read(key, L"s"), L"hello world");
-}
-
-TEST(RegistryExGet, ReadsDwordsAsSignedDecimal)
-{
-    ScratchRegistryKey key;
-    PutDword(key, L"four", 4);
-    PutDword(key, L"all", 0xFFFFFFFFu);
-    PutDword(key, L"big", 0x80000000u);
-    EXPECT_EQ(Read(key, L"four"), L"4");
-    EXPECT_EQ(Read(key, L"all"), L"-1");
-    EXPECT_EQ(Read(key, L"big"), L"-2147483648");
-}
-
-TEST(RegistryExGet, ReadsOnlyTheLowHalfOfQwords)
-{
-    ScratchRegistryKey key;
+    Put(L"s", L"hello world");
+    Put(L"all", 0xFFFFFFFFu);
     unsigned long long five = 0x0000000700000005ull;
-    unsigned long long minusTwo = 0x00000000FFFFFFFEull;
-    PutRaw(key, L"five", REG_QWORD, &five, sizeof(five));
-    PutRaw(key, L"m2", REG_QWORD, &minusTwo, sizeof(minusTwo));
-    EXPECT_EQ(Read(key, L"five"), L"5");
-    EXPECT_EQ(Read(key, L"m2"), L"-2");
-}
-
-TEST(RegistryExGet, ReturnsOtherTypesAsRawBytes)
-{
-    ScratchRegistryKey key;
+    PutRaw(L"five", REG_QWORD, &five, sizeof(five));
     const wchar_t expand[] = L"%TEMP%\\x";
-    PutRaw(key, L"expand", REG_EXPAND_SZ, expand, sizeof(expand));
-    const BYTE binary[] = { 'A', 0, 'B', 0 };
-    PutRaw(key, L"binary", REG_BINARY, binary, sizeof(binary));
+    PutRaw(L"expand", REG_EXPAND_SZ, expand, sizeof(expand));
     const wchar_t unterminated[] = { L'a', L'b', L'c' };
-    PutRaw(key, L"bare", REG_SZ, unterminated, sizeof(unterminated));
+    PutRaw(L"bare", REG_SZ, unterminated, sizeof(unterminated));
     const BYTE odd[] = { 'Z', 0, 'Y' };
-    PutRaw(key, L"odd", REG_BINARY, odd, sizeof(odd));
+    PutRaw(L"odd", REG_BINARY, odd, sizeof(odd));
 
-    EXPECT_EQ(Read(key, L"expand"), L"%TEMP%\\x"); // not expanded
-    EXPECT_EQ(Read(key, L"binary"), L"AB");
-    EXPECT_EQ(Read(key, L"bare"), L"abc");
-    // A dangling odd byte is not half a character.
-    EXPECT_EQ(Read(key, L"odd"), L"Z");
+    EXPECT_EQ(Read(L"s"), L"hello world");
+    EXPECT_EQ(Read(L"all"), L"-1") << "DWORDs read as signed decimal";
+    EXPECT_EQ(Read(L"five"), L"5") << "QWORDs read as their low half";
+    EXPECT_EQ(Read(L"expand"), L"%TEMP%\\x") << "other types are raw bytes, not expanded";
+    EXPECT_EQ(Read(L"bare"), L"abc") << "a string stored without terminator ends";
+    EXPECT_EQ(Read(L"odd"), L"Z") << "a dangling odd byte is not half a character";
 }
 
-TEST(RegistryExGet, MissingValueEmptiesTheBufferMissingKeyLeavesIt)
+TEST_F(RegistryEx, ReadFailuresAndCapacityBoundaries)
 {
-    ScratchRegistryKey key;
-    EXPECT_EQ(Read(key, L"absent"), L"<false:>");
+    Put(L"ten", L"abcdefghij");
+    Put(L"four", L"abcd");
+    Put(L"huge", std::wstring(100000, L'7'));
+    Put(L"n", 123456);
+    EXPECT_EQ(Read(L"absent"), L"<false:>") << "a missing value empties the buffer";
+    EXPECT_EQ(Read(L"ten", 5), L"<false:>") << "longer than the capacity";
+    EXPECT_EQ(Read(L"four", 5), L"abcd") << "four characters and the terminator fit into five";
+    EXPECT_EQ(Read(L"huge"), L"<false:>");
+    EXPECT_EQ(Ranged(L"huge", 42, 0, 100), 42);
+    EXPECT_FALSE(Flag(L"huge", false));
 
     wchar_t data[16] = L"keep";
-    wchar_t missingKey[] = L"Software\\VeskonTests\\no such key at all";
-    wchar_t name[] = L"x";
-    EXPECT_FALSE(CRegistryEx::Get(HKEY_CURRENT_USER, missingKey, name, data, 16));
-    EXPECT_STREQ(data, L"keep");
-}
+    wchar_t missingKey[] = L"Software\\VeskonTests\\no such key at all", empty[] = L"", name[] = L"four";
+    EXPECT_FALSE(CRegistryEx::Get(Root(), missingKey, name, data, 16));
+    EXPECT_FALSE(CRegistryEx::Get(Root(), nullptr, name, data, 16));
+    EXPECT_FALSE(CRegistryEx::Get(Root(), Key(), empty, data, 16));
+    EXPECT_FALSE(CRegistryEx::Get(Root(), Key(), name, data, 0));
+    EXPECT_FALSE(CRegistryEx::Get(Root(), Key(), name, nullptr, 16));
+    EXPECT_STREQ(data, L"keep") << "a missing key or argument leaves the buffer alone";
 
-TEST(RegistryExGet, RefusesMissingArgumentsWithoutTouchingTheBuffer)
-{
-    ScratchRegistryKey key;
-    PutString(key, L"s", L"value");
-    wchar_t data[16] = L"keep";
-    wchar_t empty[] = L"";
-    wchar_t name[] = L"s";
-    EXPECT_FALSE(CRegistryEx::Get(key.Root(), nullptr, name, data, 16));
-    EXPECT_FALSE(CRegistryEx::Get(key.Root(), empty, name, data, 16));
-    EXPECT_FALSE(CRegistryEx::Get(key.Root(), key.Key(), nullptr, data, 16));
-    EXPECT_FALSE(CRegistryEx::Get(key.Root(), key.Key(), empty, data, 16));
-    EXPECT_FALSE(CRegistryEx::Get(key.Root(), key.Key(), name, data, 0));
-    EXPECT_FALSE(CRegistryEx::Get(key.Root(), key.Key(), name, nullptr, 16));
-    EXPECT_STREQ(data, L"keep");
-}
-
-TEST(RegistryExGet, StringLongerThanTheCapacityReadsAsEmptyAndFalse)
-{
-    ScratchRegistryKey key;
-    PutString(key, L"ten", L"abcdefghij");
-    PutString(key, L"four", L"abcd");
-    EXPECT_EQ(Read(key, L"ten", 5), L"<false:>");
-    // Four characters and the terminator fit exactly into five.
-    EXPECT_EQ(Read(key, L"four", 5), L"abcd");
-}
-
-TEST(RegistryExGet, HugeValueReadsAsEmptyAndTheTypedReadsGiveTheirDefaults)
-{
-    ScratchRegistryKey key;
-    PutString(key, L"huge", std::wstring(100000, L'7'));
-    EXPECT_EQ(Read(key, L"huge"), L"<false:>");
-    wchar_t name[] = L"huge";
-    EXPECT_EQ(CRegistryEx::Get(key.Root(), key.Key(), name, 42, 0, 100), 42);
-    EXPECT_FALSE(CRegistryEx::Get(key.Root(), key.Key(), name, false));
-}
-
-TEST(RegistryExGet, DwordIntoATinyBufferStaysInsideIt)
-{
-    ScratchRegistryKey key;
-    PutDword(key, L"n", 123456);
-    wchar_t data[8];
-    wmemset(data, L'#', 8);
-    wchar_t name[] = L"n";
-    // Three characters hold the four bytes of the query; the number is cut, nothing beyond is written.
-    EXPECT_TRUE(CRegistryEx::Get(key.Root(), key.Key(), name, data, 3));
+    // Three characters hold the four bytes of the DWORD query; the number is cut, nothing beyond is written.
+    wmemset(data, L'#', 16);
+    wchar_t n[] = L"n";
+    EXPECT_TRUE(CRegistryEx::Get(Root(), Key(), n, data, 3));
     EXPECT_STREQ(data, L"12");
     EXPECT_EQ(data[3], L'#');
-    EXPECT_EQ(data[7], L'#');
+    EXPECT_EQ(data[15], L'#');
 }
 
-// ---- typed reads -------------------------------------------------------------------------------
-
-TEST(RegistryExGetRanged, FollowsTheStoredValueInsideTheRangeOnly)
+TEST_F(RegistryEx, TypedReadsNeverClampAndGetDWORDTakesAnyFourBytes)
 {
-    ScratchRegistryKey key;
-    wchar_t x[] = L"x";
-    PutDword(key, L"x", 4);
-    EXPECT_EQ(CRegistryEx::Get(key.Root(), key.Key(), x, 5, 0, 4), 4);
-    PutDword(key, L"x", 9);
-    EXPECT_EQ(CRegistryEx::Get(key.Root(), key.Key(), x, 5, 0, 4), 5); // not clamped to 4
-    PutString(key, L"x", L"3");
-    EXPECT_EQ(CRegistryEx::Get(key.Root(), key.Key(), x, 5, 0, 4), 3);
-    PutString(key, L"x", L"abc");
-    EXPECT_EQ(CRegistryEx::Get(key.Root(), key.Key(), x, 5, 0, 4), 0);
-    EXPECT_EQ(CRegistryEx::Get(key.Root(), key.Key(), x, 5, 1, 4), 5);
-    PutString(key, L"x", L"");
-    EXPECT_EQ(CRegistryEx::Get(key.Root(), key.Key(), x, 5, 0, 4), 5);
-    PutDword(key, L"x", 0xFFFFFFFFu);
-    EXPECT_EQ(CRegistryEx::Get(key.Root(), key.Key(), x, 5, -5, 10), -1); // signed comparison
-    wchar_t absent[] = L"absent";
-    EXPECT_EQ(CRegistryEx::Get(key.Root(), key.Key(), absent, 5, 0, 4), 5);
-}
+    Put(L"four", 4);
+    Put(L"nine", 9);
+    Put(L"three", L"3");
+    Put(L"abc", L"abc");
+    Put(L"empty", L"");
+    Put(L"minus", 0xFFFFFFFFu);
+    Put(L"mid", 0x150000u);
+    EXPECT_EQ(Ranged(L"four", 5, 0, 4), 4) << "the maximum is inside";
+    EXPECT_EQ(Ranged(L"nine", 5, 0, 4), 5) << "not clamped to 4";
+    EXPECT_EQ(Ranged(L"three", 5, 0, 4), 3);
+    EXPECT_EQ(Ranged(L"abc", 5, 0, 4), 0) << "a non-numeric text is 0";
+    EXPECT_EQ(Ranged(L"abc", 5, 1, 4), 5);
+    EXPECT_EQ(Ranged(L"empty", 5, 0, 4), 5);
+    EXPECT_EQ(Ranged(L"absent", 5, 0, 4), 5);
+    EXPECT_EQ(Ranged(L"minus", 5, -5, 10), -1) << "signed comparison";
+    EXPECT_EQ(Ranged(L"mid", 0x200000, 0x100000, -1), 0x200000) << "a maximum below the minimum admits nothing";
+    EXPECT_EQ(Ranged(L"minus", 0x200000, 0x100000, -1), 0x200000);
 
-TEST(RegistryExGetRanged, RangeWithMaximumBelowMinimumAlwaysGivesTheDefault)
-{
-    ScratchRegistryKey key;
-    wchar_t x[] = L"x";
-    for (DWORD value : { 0u, 0x100000u, 0x150000u, 0x200000u, 0xFFFFFFFFu })
-    {
-        PutDword(key, L"x", value);
-        EXPECT_EQ(CRegistryEx::Get(key.Root(), key.Key(), x, 0x200000, 0x100000, -1), 0x200000) << value;
-    }
-}
+    Put(L"zero", L"0");
+    Put(L"two", 2);
+    EXPECT_FALSE(Flag(L"zero", true));
+    EXPECT_FALSE(Flag(L"abc", true)) << "a non-numeric text is 0";
+    EXPECT_TRUE(Flag(L"two", false));
+    EXPECT_TRUE(Flag(L"empty", true)) << "an empty string gives the default";
+    EXPECT_FALSE(Flag(L"empty", false));
+    EXPECT_TRUE(Flag(L"absent", true));
 
-TEST(RegistryExGetBool, NonZeroNumbersAreTrueEmptyAndMissingGiveTheDefault)
-{
-    ScratchRegistryKey key;
-    wchar_t flag[] = L"flag";
-    PutString(key, L"flag", L"0");
-    EXPECT_FALSE(CRegistryEx::Get(key.Root(), key.Key(), flag, true));
-    PutString(key, L"flag", L"");
-    EXPECT_TRUE(CRegistryEx::Get(key.Root(), key.Key(), flag, true));
-    EXPECT_FALSE(CRegistryEx::Get(key.Root(), key.Key(), flag, false));
-    PutString(key, L"flag", L"7");
-    EXPECT_TRUE(CRegistryEx::Get(key.Root(), key.Key(), flag, false));
-    PutString(key, L"flag", L"yes"); // not a number: its integer value is 0
-    EXPECT_FALSE(CRegistryEx::Get(key.Root(), key.Key(), flag, true));
-    PutDword(key, L"flag", 0);
-    EXPECT_FALSE(CRegistryEx::Get(key.Root(), key.Key(), flag, true));
-    PutDword(key, L"flag", 2);
-    EXPECT_TRUE(CRegistryEx::Get(key.Root(), key.Key(), flag, false));
-    wchar_t absent[] = L"absent";
-    EXPECT_TRUE(CRegistryEx::Get(key.Root(), key.Key(), absent, true));
-    EXPECT_FALSE(CRegistryEx::Get(key.Root(), key.Key(), absent, false));
-}
-
-TEST(RegistryExGetDWORD, QueriesFourBytesWhateverTheType)
-{
-    ScratchRegistryKey key;
-    PutDword(key, L"n", 77);
-    PutString(key, L"a", L"a"); // 'a', 0, 0, 0: four bytes
-    PutString(key, L"long", L"abc");
-    wchar_t n[] = L"n", a[] = L"a", lng[] = L"long", absent[] = L"absent";
+    // GetDWORD queries four bytes whatever the type.
+    Put(L"n", 77);
+    Put(L"a", L"a"); // 'a', 0, 0, 0: four bytes
+    Put(L"long", L"abc");
+    wchar_t n[] = L"n", a[] = L"a", lng[] = L"long";
     unsigned long data = 99;
-    EXPECT_TRUE(CRegistryEx::GetDWORD(key.Root(), key.Key(), n, data));
+    EXPECT_TRUE(CRegistryEx::GetDWORD(Root(), Key(), n, data));
     EXPECT_EQ(data, 77u);
-    data = 99;
-    EXPECT_TRUE(CRegistryEx::GetDWORD(key.Root(), key.Key(), a, data));
+    EXPECT_TRUE(CRegistryEx::GetDWORD(Root(), Key(), a, data));
     EXPECT_EQ(data, 0x61u);
     data = 99;
-    EXPECT_FALSE(CRegistryEx::GetDWORD(key.Root(), key.Key(), lng, data)); // eight bytes do not fit
+    EXPECT_FALSE(CRegistryEx::GetDWORD(Root(), Key(), lng, data)) << "eight bytes do not fit";
     EXPECT_EQ(data, 0u);
     data = 99;
-    EXPECT_FALSE(CRegistryEx::GetDWORD(key.Root(), key.Key(), absent, data));
-    EXPECT_EQ(data, 0u);
-    data = 99;
-    EXPECT_FALSE(CRegistryEx::GetDWORD(key.Root(), key.Key(), nullptr, data));
+    EXPECT_FALSE(CRegistryEx::GetDWORD(Root(), Key(), nullptr, data));
     EXPECT_EQ(data, 0u);
 }
 
-// ---- writes ------------------------------------------------------------------------------------
-
-TEST(RegistryExSet, WritesStringsWithTheirTerminator)
+TEST_F(RegistryEx, WritesNumbersAsStringsAndSetDWORDRefusesZero)
 {
-    ScratchRegistryKey key;
-    wchar_t name[] = L"s", text[] = L"abc";
-    ASSERT_TRUE(CRegistryEx::Set(key.Root(), key.Key(), name, text));
-    RawValue raw = ReadRaw(key.Root(), key.Key(), L"s");
-    ASSERT_TRUE(raw.found);
-    EXPECT_EQ(raw.type, static_cast<DWORD>(REG_SZ));
-    ASSERT_EQ(raw.bytes.size(), 8u);
-    EXPECT_EQ(AsText(raw), std::wstring(L"abc\0", 4));
-}
+    std::wstring nested = std::wstring(Key()) + L"\\a\\b";
+    wchar_t s[] = L"s", text[] = L"abc", seven[] = L"seven", minus[] = L"minus", yes[] = L"yes", no[] = L"no";
+    wchar_t empty[] = L"";
+    ASSERT_TRUE(CRegistryEx::Set(Root(), &nested[0], s, text));
+    ASSERT_TRUE(CRegistryEx::Set(Root(), Key(), seven, 7));
+    ASSERT_TRUE(CRegistryEx::Set(Root(), Key(), minus, -12));
+    ASSERT_TRUE(CRegistryEx::Set(Root(), Key(), yes, true));
+    ASSERT_TRUE(CRegistryEx::Set(Root(), Key(), no, false));
+    EXPECT_EQ(Stored(s, nested), Sz(L"abc")) << "with its terminator";
+    EXPECT_EQ(Stored(seven), Sz(L"7")) << "a string, not a DWORD";
+    EXPECT_EQ(Stored(minus), Sz(L"-12"));
+    EXPECT_EQ(Stored(yes), Sz(L"1"));
+    EXPECT_EQ(Stored(no), Sz(L"0"));
 
-TEST(RegistryExSet, WritesNumbersAndBoolsAsDecimalStrings)
-{
-    ScratchRegistryKey key;
-    wchar_t seven[] = L"seven", minus[] = L"minus", yes[] = L"yes", no[] = L"no";
-    ASSERT_TRUE(CRegistryEx::Set(key.Root(), key.Key(), seven, 7));
-    ASSERT_TRUE(CRegistryEx::Set(key.Root(), key.Key(), minus, -12));
-    ASSERT_TRUE(CRegistryEx::Set(key.Root(), key.Key(), yes, true));
-    ASSERT_TRUE(CRegistryEx::Set(key.Root(), key.Key(), no, false));
-    struct Expected
-    {
-        const wchar_t* name;
-        std::wstring text;
-    } expected[] = { { L"seven", std::wstring(L"7\0", 2) },
-                     { L"minus", std::wstring(L"-12\0", 4) },
-                     { L"yes", std::wstring(L"1\0", 2) },
-                     { L"no", std::wstring(L"0\0", 2) } };
-    for (const Expected& e : expected)
-    {
-        RawValue raw = ReadRaw(key.Root(), key.Key(), e.name);
-        ASSERT_TRUE(raw.found) << e.name;
-        EXPECT_EQ(raw.type, static_cast<DWORD>(REG_SZ)) << e.name;
-        EXPECT_EQ(AsText(raw), e.text) << e.name;
-    }
-}
+    EXPECT_FALSE(CRegistryEx::Set(Root(), Key(), s, static_cast<wchar_t*>(nullptr)));
+    EXPECT_FALSE(CRegistryEx::Set(Root(), Key(), empty, text));
+    EXPECT_FALSE(CRegistryEx::Set(Root(), nullptr, s, 4));
+    EXPECT_EQ(Stored(s), L"absent");
+    EXPECT_EQ(Stored(L""), L"absent");
 
-TEST(RegistryExSet, SetDWORDRefusesZeroThePointerOverloadStoresIt)
-{
-    ScratchRegistryKey key;
+    // SetDWORD refuses zero on purpose; the pointer overload stores it.
     wchar_t name[] = L"d";
-    ASSERT_TRUE(CRegistryEx::SetDWORD(key.Root(), key.Key(), name, 5));
-    EXPECT_FALSE(CRegistryEx::SetDWORD(key.Root(), key.Key(), name, 0));
-    RawValue raw = ReadRaw(key.Root(), key.Key(), L"d");
-    ASSERT_TRUE(raw.found);
-    EXPECT_EQ(raw.type, static_cast<DWORD>(REG_DWORD));
-    EXPECT_EQ(*reinterpret_cast<DWORD*>(raw.bytes.data()), 5u);
-
+    const std::wstring dword = std::to_wstring(REG_DWORD) + L":";
+    ASSERT_TRUE(CRegistryEx::SetDWORD(Root(), Key(), name, 5));
+    EXPECT_FALSE(CRegistryEx::SetDWORD(Root(), Key(), name, 0));
+    EXPECT_EQ(Stored(name), dword + std::wstring(L"\x5\0", 2));
     unsigned long zero = 0;
-    ASSERT_TRUE(CRegistryEx::Set(key.Root(), key.Key(), name, &zero));
-    raw = ReadRaw(key.Root(), key.Key(), L"d");
-    EXPECT_EQ(raw.type, static_cast<DWORD>(REG_DWORD));
-    EXPECT_EQ(*reinterpret_cast<DWORD*>(raw.bytes.data()), 0u);
-    EXPECT_FALSE(CRegistryEx::Set(key.Root(), key.Key(), name, static_cast<unsigned long*>(nullptr)));
+    ASSERT_TRUE(CRegistryEx::Set(Root(), Key(), name, &zero));
+    EXPECT_EQ(Stored(name), dword + std::wstring(2, L'\0'));
+    EXPECT_FALSE(CRegistryEx::Set(Root(), Key(), name, static_cast<unsigned long*>(nullptr)));
+    EXPECT_FALSE(CRegistryEx::SetDWORD(Root(), Key(), nullptr, 4));
 }
 
-TEST(RegistryExSet, CreatesMissingKeys)
+TEST_F(RegistryEx, PathsAreStoredEncodedAndCopiedBackBounded)
 {
-    ScratchRegistryKey key;
-    std::wstring nested = std::wstring(key.Key()) + L"\\a\\b\\c";
-    wchar_t name[] = L"v";
-    ASSERT_TRUE(CRegistryEx::Set(key.Root(), &nested[0], name, 3));
-    EXPECT_EQ(AsText(ReadRaw(key.Root(), nested, L"v")), std::wstring(L"3\0", 2));
-}
-
-TEST(RegistryExSet, RefusesMissingArgumentsAndWritesNothing)
-{
-    ScratchRegistryKey key;
-    wchar_t name[] = L"v", empty[] = L"", text[] = L"t";
-    EXPECT_FALSE(CRegistryEx::Set(key.Root(), key.Key(), name, static_cast<wchar_t*>(nullptr)));
-    EXPECT_FALSE(CRegistryEx::Set(key.Root(), key.Key(), empty, text));
-    EXPECT_FALSE(CRegistryEx::Set(key.Root(), empty, name, text));
-    EXPECT_FALSE(CRegistryEx::Set(key.Root(), nullptr, name, 4));
-    EXPECT_FALSE(CRegistryEx::SetDWORD(key.Root(), key.Key(), nullptr, 4));
-    EXPECT_FALSE(ReadRaw(key.Root(), key.Key(), L"v").found);
-    EXPECT_FALSE(ReadRaw(key.Root(), key.Key(), L"").found);
-}
-
-TEST(RegistryExPath, StoresQuotedAndReadsBackUnquoted)
-{
-    ScratchRegistryKey key;
-    wchar_t name[] = L"p";
-    wchar_t path[MAX_PATH] = L"C:\\Program Files\\Veskon\\app.exe";
-    ASSERT_TRUE(CRegistryEx::SetPath(key.Root(), key.Key(), name, path, MAX_PATH));
-    EXPECT_STREQ(path, L"\"C:\\Program Files\\Veskon\\app.exe\""); // the encoded text comes back
-    EXPECT_EQ(AsText(ReadRaw(key.Root(), key.Key(), L"p")),
-              std::wstring(L"\"C:\\Program Files\\Veskon\\app.exe\"\0", 34));
-
-    // Already quoted: never quoted twice.
-    ASSERT_TRUE(CRegistryEx::SetPath(key.Root(), key.Key(), name, path, MAX_PATH));
-    EXPECT_STREQ(path, L"\"C:\\Program Files\\Veskon\\app.exe\"");
-
-    wchar_t read[MAX_PATH] = L"junk";
-    ASSERT_TRUE(CRegistryEx::GetPath(key.Root(), key.Key(), name, read, MAX_PATH));
-    EXPECT_STREQ(read, L"C:\\Program Files\\Veskon\\app.exe");
-}
-
-TEST(RegistryExPath, BoundaryCases)
-{
-    ScratchRegistryKey key;
     wchar_t name[] = L"p", absent[] = L"absent";
-    wchar_t empty[MAX_PATH] = L"";
-    EXPECT_FALSE(CRegistryEx::SetPath(key.Root(), key.Key(), name, empty, MAX_PATH));
-    EXPECT_FALSE(CRegistryEx::SetPath(key.Root(), key.Key(), name, nullptr, MAX_PATH));
-    EXPECT_FALSE(ReadRaw(key.Root(), key.Key(), L"p").found);
-
-    // The copy back is bounded by the caller's size; the registry holds the whole encoding.
-    wchar_t small[8] = L"C:\\a\\b";
-    ASSERT_TRUE(CRegistryEx::SetPath(key.Root(), key.Key(), name, small, 6));
-    EXPECT_STREQ(small, L"\"C:\\a");
-    EXPECT_EQ(AsText(ReadRaw(key.Root(), key.Key(), L"p")), std::wstring(L"\"C:\\a\\b\"\0", 9));
-
+    wchar_t path[MAX_PATH] = L"C:\\Program Files\\Veskon\\app.exe";
+    ASSERT_TRUE(CRegistryEx::SetPath(Root(), Key(), name, path, MAX_PATH));
+    EXPECT_STREQ(path, L"\"C:\\Program Files\\Veskon\\app.exe\"") << "the encoded text comes back";
     wchar_t read[MAX_PATH] = L"junk";
-    EXPECT_FALSE(CRegistryEx::GetPath(key.Root(), key.Key(), absent, read, MAX_PATH));
-    EXPECT_STREQ(read, L"");
+    ASSERT_TRUE(CRegistryEx::GetPath(Root(), Key(), name, read, MAX_PATH));
+    EXPECT_STREQ(read, L"C:\\Program Files\\Veskon\\app.exe");
+
+    // The registry holds the whole encoding; the copy back is cut to the caller's size.
+    wchar_t small[8] = L"C:\\a\\b";
+    ASSERT_TRUE(CRegistryEx::SetPath(Root(), Key(), name, small, 6));
+    EXPECT_STREQ(small, L"\"C:\\a");
+    EXPECT_EQ(Stored(name), Sz(L"\"C:\\a\\b\""));
+
+    wchar_t empty[MAX_PATH] = L"";
+    EXPECT_FALSE(CRegistryEx::SetPath(Root(), Key(), absent, empty, MAX_PATH));
+    EXPECT_FALSE(CRegistryEx::SetPath(Root(), Key(), absent, nullptr, MAX_PATH));
+    EXPECT_EQ(Stored(absent), L"absent");
+    EXPECT_FALSE(CRegistryEx::GetPath(Root(), Key(), absent, read, MAX_PATH));
+    EXPECT_STREQ(read, L"") << "a failed read empties the path";
     wchar_t untouched[4] = L"abc";
-    EXPECT_FALSE(CRegistryEx::GetPath(key.Root(), key.Key(), name, untouched, 0));
+    EXPECT_FALSE(CRegistryEx::GetPath(Root(), Key(), name, untouched, 0));
     EXPECT_STREQ(untouched, L"abc");
 }
 
-TEST(RegistryExDelete, DeleteValueNeedsKeyAndValue)
+TEST_F(RegistryEx, DeletesAValueAndAWholeSection)
 {
-    ScratchRegistryKey key;
-    PutString(key, L"v", L"1");
-    wchar_t v[] = L"v";
-    EXPECT_TRUE(CRegistryEx::DeleteValue(key.Root(), key.Key(), v));
-    EXPECT_FALSE(ReadRaw(key.Root(), key.Key(), L"v").found);
-    EXPECT_FALSE(CRegistryEx::DeleteValue(key.Root(), key.Key(), v));
-    wchar_t missingKey[] = L"Software\\VeskonTests\\no such key at all";
-    EXPECT_FALSE(CRegistryEx::DeleteValue(key.Root(), missingKey, v));
-}
-
-TEST(RegistryExDelete, DeleteSectionRemovesTheWholeSubtree)
-{
-    ScratchRegistryKey key;
-    std::wstring section = std::wstring(key.Key()) + L"\\section";
+    std::wstring section = std::wstring(Key()) + L"\\section";
     std::wstring child = section + L"\\child";
-    wchar_t name[] = L"v";
-    ASSERT_TRUE(CRegistryEx::Set(key.Root(), &child[0], name, 1));
-    ASSERT_TRUE(CRegistryEx::Set(key.Root(), &section[0], name, 2));
-    EXPECT_TRUE(CRegistryEx::DeleteSection(key.Root(), &section[0]));
-    HKEY opened = nullptr;
-    EXPECT_NE(RegOpenKeyExW(key.Root(), section.c_str(), 0, KEY_READ, &opened), ERROR_SUCCESS);
-    // The scratch key itself stays.
-    ASSERT_EQ(RegOpenKeyExW(key.Root(), key.Key(), 0, KEY_READ, &opened), ERROR_SUCCESS);
-    RegCloseKey(opened);
+    wchar_t v[] = L"v", empty[] = L"", missingKey[] = L"Software\\VeskonTests\\no such key at all";
+    ASSERT_TRUE(CRegistryEx::Set(Root(), Key(), v, 1));
+    EXPECT_TRUE(CRegistryEx::DeleteValue(Root(), Key(), v));
+    EXPECT_EQ(Stored(v), L"absent");
+    EXPECT_FALSE(CRegistryEx::DeleteValue(Root(), Key(), v));
+    EXPECT_FALSE(CRegistryEx::DeleteValue(Root(), missingKey, v));
 
-    EXPECT_FALSE(CRegistryEx::DeleteSection(key.Root(), &section[0]));
-    wchar_t empty[] = L"";
-    EXPECT_FALSE(CRegistryEx::DeleteSection(key.Root(), empty));
-    EXPECT_FALSE(CRegistryEx::DeleteSection(key.Root(), nullptr));
+    ASSERT_TRUE(CRegistryEx::Set(Root(), &child[0], v, 1));
+    ASSERT_TRUE(CRegistryEx::Set(Root(), &section[0], v, 2));
+    EXPECT_TRUE(CRegistryEx::DeleteSection(Root(), &section[0]));
+    HKEY opened = nullptr;
+    EXPECT_NE(RegOpenKeyExW(Root(), section.c_str(), 0, KEY_READ, &opened), ERROR_SUCCESS) << "the key itself goes";
+    ASSERT_EQ(RegOpenKeyExW(Root(), Key(), 0, KEY_READ, &opened), ERROR_SUCCESS) << "the parent stays";
+    RegCloseKey(opened);
+    EXPECT_FALSE(CRegistryEx::DeleteSection(Root(), &section[0]));
+    EXPECT_FALSE(CRegistryEx::DeleteSection(Root(), empty));
+    EXPECT_FALSE(CRegistryEx::DeleteSection(Root(), nullptr));
 }

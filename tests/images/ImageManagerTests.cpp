@@ -23,6 +23,7 @@ protected:
     ImageManagerTest() : guard(HKEY_LOCAL_MACHINE, kKey, kValue) { delete CImageManager::Instance(); }
     ~ImageManagerTest() override { delete CImageManager::Instance(); }
 
+    // A fresh manager with caching "1", "0" or, for null, the value missing.
     CImageManager* Manager(const wchar_t* caching)
     {
         if (caching)
@@ -50,132 +51,15 @@ wchar_t* W(std::wstring& s)
 }
 }
 
-TEST_F(ImageManagerTest, CachingIsOnByDefault)
+TEST_F(ImageManagerTest, CachingIsOnByDefaultAndRelativeNamesComeFromTheGuiFolder)
 {
     CImageManager* manager = Manager(nullptr);
-    std::wstring path = Image(L"a.png");
-    int first = -1, second = -1;
-    CAlphaChannelImage* a = manager->Add(W(path), nullptr, first, true);
-    CAlphaChannelImage* b = manager->Add(W(path), nullptr, second, true);
-    ASSERT_NE(a, nullptr);
-    EXPECT_EQ(a, b);
-    EXPECT_EQ(first, 0);
-    EXPECT_EQ(second, 0);
-    EXPECT_EQ(manager->size(), 1);
-}
-
-TEST_F(ImageManagerTest, CachedLookUpIgnoresCase)
-{
-    CImageManager* manager = Manager(L"1");
-    std::wstring path = Image(L"Mixed.png");
-    std::wstring upper = path;
-    for (wchar_t& c : upper)
-        c = towupper(c);
-    int i1 = -1, i2 = -1;
-    CAlphaChannelImage* a = manager->Add(W(path), nullptr, i1, true);
-    CAlphaChannelImage* b = manager->Add(W(upper), nullptr, i2, true);
-    EXPECT_EQ(a, b);
-    EXPECT_EQ(i2, i1);
-    int found = -1;
-    EXPECT_EQ(manager->Get(W(upper), nullptr, found), a);
-    EXPECT_EQ(found, i1);
-}
-
-TEST_F(ImageManagerTest, CachingOffDecodesEveryAdd)
-{
-    CImageManager* manager = Manager(L"0");
-    std::wstring path = Image(L"b.png");
-    int first = -1, second = -1;
-    CAlphaChannelImage* a = manager->Add(W(path), nullptr, first, true);
-    CAlphaChannelImage* b = manager->Add(W(path), nullptr, second, true);
-    ASSERT_NE(a, nullptr);
-    ASSERT_NE(b, nullptr);
-    EXPECT_NE(a, b);
-    EXPECT_EQ(first, 0);
-    EXPECT_EQ(second, 1);
-    EXPECT_EQ(manager->size(), 2);
-    int found = -1;
-    EXPECT_EQ(manager->Get(W(path), nullptr, found), a);  // the look-up finds the first
-    EXPECT_EQ(found, 0);
-}
-
-TEST_F(ImageManagerTest, FreeWithCachingOnNeedsForce)
-{
-    CImageManager* manager = Manager(L"1");
-    std::wstring path = Image(L"c.png");
-    int index = -1;
-    CAlphaChannelImage* image = manager->Add(W(path), nullptr, index, true);
-    ASSERT_NE(image, nullptr);
-    EXPECT_TRUE(manager->Free(index, false));
-    EXPECT_EQ(manager->Get(index), image);
-    EXPECT_EQ(image->GetWidth(), 4);  // still usable
-    EXPECT_TRUE(manager->Free(index, true));
-    EXPECT_EQ(manager->Get(index), nullptr);
-    EXPECT_EQ(manager->size(), 1);
-    int found = 7;
-    EXPECT_EQ(manager->Get(W(path), nullptr, found), nullptr);
-    EXPECT_EQ(found, -1);
-    EXPECT_FALSE(manager->Free(W(path), nullptr, true));  // its path was emptied
-}
-
-TEST_F(ImageManagerTest, FreeWithCachingOffFreesAtOnce)
-{
-    CImageManager* manager = Manager(L"0");
-    std::wstring a = Image(L"d.png"), b = Image(L"e.png"), c = Image(L"f.png");
-    CAlphaChannelImage* imageA = manager->Add(W(a));
-    CAlphaChannelImage* imageB = manager->Add(W(b));
-    CAlphaChannelImage* imageC = manager->Add(W(c));
-    EXPECT_TRUE(manager->Free(W(b), nullptr, false));
-    EXPECT_EQ(manager->Get(1), nullptr);
-    EXPECT_TRUE(manager->Free(imageC, false));
-    EXPECT_EQ(manager->Get(2), nullptr);
-    EXPECT_FALSE(manager->Free(imageC, false));  // already gone
-    EXPECT_EQ(manager->Get(0), imageA);          // indexes are stable
-    EXPECT_EQ(manager->size(), 3);
-    (void)imageB;
-}
-
-TEST_F(ImageManagerTest, FreeUnknownEntriesFails)
-{
-    CImageManager* manager = Manager(L"1");
-    std::wstring path = Image(L"g.png");
-    manager->Add(W(path));
-    std::wstring other = folder.File(L"other.png");
-    EXPECT_FALSE(manager->Free(5, true));
-    EXPECT_FALSE(manager->Free(-1, true));
-    EXPECT_FALSE(manager->Free(W(other), nullptr, true));
-    EXPECT_FALSE(manager->Free(static_cast<CAlphaChannelImage*>(nullptr), true));
-    EXPECT_EQ(manager->Get(1), nullptr);
-    EXPECT_EQ(manager->Get(-1), nullptr);
-    EXPECT_NE(manager->Get(0), nullptr);
-}
-
-TEST_F(ImageManagerTest, ReAddAfterForcedFreeMakesANewEntry)
-{
-    CImageManager* manager = Manager(L"1");
-    std::wstring path = Image(L"h.png");
-    int first = -1, again = -1;
-    manager->Add(W(path), nullptr, first, true);
-    ASSERT_TRUE(manager->Free(first, true));
-    CAlphaChannelImage* image = manager->Add(W(path), nullptr, again, true);
-    ASSERT_NE(image, nullptr);
-    EXPECT_EQ(again, 1);
-    int found = -1;
-    EXPECT_EQ(manager->Get(W(path), nullptr, found), image);
-    EXPECT_EQ(found, 1);
-}
-
-TEST_F(ImageManagerTest, RelativeNamesComeFromTheGuiFolder)
-{
-    CImageManager* manager = Manager(L"1");
     std::wstring name = L"veskon_logo_" + std::to_wstring(GetCurrentProcessId()) + L".png";
-    Image(name);
-    std::wstring missingFolder = folder.File(L"no such folder");
+    std::wstring full = Image(name), missingFolder = folder.File(L"no such folder"), gui = folder.Path();
     EXPECT_FALSE(manager->SetGUIFolder(W(missingFolder)));
-    int index = -1;
-    EXPECT_EQ(manager->Add(W(name), nullptr, index, true), nullptr);  // no GUI folder yet
+    int index = 5;
+    EXPECT_EQ(manager->Add(W(name), nullptr, index, true), nullptr) << "no GUI folder yet";
     EXPECT_EQ(index, -1);
-    std::wstring gui = folder.Path();
     ASSERT_TRUE(manager->SetGUIFolder(W(gui)));
     CAlphaChannelImage* image = manager->Add(W(name), nullptr, index, true);
     ASSERT_NE(image, nullptr);
@@ -183,12 +67,18 @@ TEST_F(ImageManagerTest, RelativeNamesComeFromTheGuiFolder)
     int again = -1;
     EXPECT_EQ(manager->Add(W(name), nullptr, again, true), image);
     EXPECT_EQ(again, 0);
-    std::wstring full = folder.File(name);
-    int found = -1;
-    EXPECT_EQ(manager->Get(W(full), nullptr, found), image);  // stored under the full path
+    for (wchar_t& c : full)
+        c = towupper(c);
+    EXPECT_EQ(manager->Add(W(full), nullptr, again, true), image) << "stored under the full path, any case";
+    EXPECT_EQ(again, 0);
+    EXPECT_EQ(manager->size(), 1);
+
+    ASSERT_NE(CKVRN_DllMain::s_deleteImageManager, nullptr);
+    CKVRN_DllMain::s_deleteImageManager();
+    EXPECT_EQ(CImageManager::Instance()->size(), 0) << "unloading the frame deleted the manager";
 }
 
-TEST_F(ImageManagerTest, TheOptionIsThePremultiplyFlag)
+TEST_F(ImageManagerTest, CachingOffDecodesEveryAddAndFreesAtOnce)
 {
     CImageManager* manager = Manager(L"0");
     std::wstring path = Image(L"half.png", Argb(128, 0, 0, 200));
@@ -196,9 +86,53 @@ TEST_F(ImageManagerTest, TheOptionIsThePremultiplyFlag)
     CAlphaChannelImage* premultiplied = manager->Add(W(path), nullptr);
     ASSERT_NE(plain, nullptr);
     ASSERT_NE(premultiplied, nullptr);
-    DWORD before = DibPixels(plain->GetHBitmap())[0];
-    DWORD after = DibPixels(premultiplied->GetHBitmap())[0];
-    EXPECT_EQ(after & 0xFF, (before & 0xFF) * 128 / 255);
+    EXPECT_NE(plain, premultiplied);
+    EXPECT_EQ(manager->size(), 2);
+    DWORD before = DibPixels(plain->GetHBitmap())[0], after = DibPixels(premultiplied->GetHBitmap())[0];
+    EXPECT_EQ(after & 0xFF, (before & 0xFF) * 128 / 255) << "the option is the premultiply flag";
+    int found = -1;
+    EXPECT_EQ(manager->Get(W(path), nullptr, found), plain) << "the look-up finds the first";
+    EXPECT_EQ(found, 0);
+
+    EXPECT_TRUE(manager->Free(W(path), nullptr, false));
+    EXPECT_EQ(manager->Get(0), nullptr);
+    EXPECT_EQ(manager->Get(W(path), nullptr, found), premultiplied) << "next entry of that path";
+    EXPECT_EQ(found, 1);
+    EXPECT_TRUE(manager->Free(premultiplied, false));
+    EXPECT_FALSE(manager->Free(premultiplied, false)) << "already gone";
+    EXPECT_FALSE(manager->Free(W(path), nullptr, false));
+    EXPECT_EQ(manager->size(), 2) << "freed entries keep their places";
+}
+
+TEST_F(ImageManagerTest, FreeWithCachingOnNeedsForce)
+{
+    CImageManager* manager = Manager(L"1");
+    std::wstring path = Image(L"c.png"), other = folder.File(L"other.png");
+    int index = -1;
+    CAlphaChannelImage* image = manager->Add(W(path), nullptr, index, true);
+    ASSERT_NE(image, nullptr);
+    EXPECT_TRUE(manager->Free(index, false));
+    EXPECT_EQ(manager->Get(index), image);
+    EXPECT_EQ(image->GetWidth(), 4) << "still usable";
+    EXPECT_FALSE(manager->Free(1, true));
+    EXPECT_FALSE(manager->Free(-1, true));
+    EXPECT_FALSE(manager->Free(W(other), nullptr, true));
+    EXPECT_FALSE(manager->Free(static_cast<CAlphaChannelImage*>(nullptr), true));
+    EXPECT_EQ(manager->Get(-1), nullptr);
+    EXPECT_EQ(manager->Get(1), nullptr);
+
+    EXPECT_TRUE(manager->Free(index, true));
+    EXPECT_EQ(manager->Get(index), nullptr);
+    EXPECT_EQ(manager->size(), 1);
+    int found = 7;
+    EXPECT_EQ(manager->Get(W(path), nullptr, found), nullptr);
+    EXPECT_EQ(found, -1);
+    EXPECT_FALSE(manager->Free(W(path), nullptr, true)) << "its path was emptied";
+    CAlphaChannelImage* again = manager->Add(W(path), nullptr, index, true);
+    ASSERT_NE(again, nullptr);
+    EXPECT_EQ(index, 1) << "added again as a new entry";
+    EXPECT_EQ(manager->Get(W(path), nullptr, found), again);
+    EXPECT_EQ(found, 1);
 }
 
 TEST_F(ImageManagerTest, BadNamesLeaveNoEntry)
@@ -207,50 +141,15 @@ TEST_F(ImageManagerTest, BadNamesLeaveNoEntry)
     int index = 5;
     EXPECT_EQ(manager->Add(nullptr, nullptr, index, true), nullptr);
     EXPECT_EQ(index, -1);
-    std::wstring empty;
-    empty.resize(1);
-    EXPECT_EQ(manager->Add(&empty[0]), nullptr);
-    std::wstring missing = folder.File(L"missing.png");
-    EXPECT_EQ(manager->Add(W(missing)), nullptr);
-    std::wstring garbage = folder.File(L"garbage.png");
+    std::wstring empty(1, L'\0'), missing = folder.File(L"missing.png"), garbage = folder.File(L"garbage.png");
     ASSERT_TRUE(WriteFileBytes(garbage, "not an image"));
+    EXPECT_EQ(manager->Add(&empty[0]), nullptr);
+    EXPECT_EQ(manager->Add(W(missing)), nullptr);
     index = 5;
     EXPECT_EQ(manager->Add(W(garbage), nullptr, index, true), nullptr);
     EXPECT_EQ(index, -1);
-    std::wstring huge(5000, L'x');
-    std::wstring gui = folder.Path();
+    std::wstring huge(5000, L'x'), gui = folder.Path();
     manager->SetGUIFolder(W(gui));
     EXPECT_EQ(manager->Add(W(huge)), nullptr);
     EXPECT_EQ(manager->size(), 0);
-}
-
-TEST_F(ImageManagerTest, UnloadOfTheFrameDeletesTheManager)
-{
-    CImageManager* manager = Manager(L"1");
-    ASSERT_NE(manager, nullptr);
-    ASSERT_NE(CKVRN_DllMain::s_deleteImageManager, nullptr);
-    std::wstring path = Image(L"unload.png");
-    manager->Add(W(path));
-    CKVRN_DllMain::s_deleteImageManager();
-    // A fresh manager after the old one was deleted: empty.
-    EXPECT_EQ(CImageManager::Instance()->size(), 0);
-}
-
-TEST_F(ImageManagerTest, CachedAddAmongManyEntries)
-{
-    // Many entries of one file (caching off adds each), then the cached look-up of another file
-    // still finds the right entry.
-    CImageManager* manager = Manager(L"0");
-    std::wstring a = Image(L"many.png"), b = Image(L"target.png");
-    for (int i = 0; i < 50; ++i)
-        manager->Add(W(a));
-    int index = -1;
-    CAlphaChannelImage* target = manager->Add(W(b), nullptr, index, true);
-    EXPECT_EQ(index, 50);
-    int found = -1;
-    EXPECT_EQ(manager->Get(W(b), nullptr, found), target);
-    EXPECT_EQ(found, 50);
-    ASSERT_TRUE(manager->Free(0, false));
-    EXPECT_EQ(manager->Get(W(a), nullptr, found), manager->Get(1));  // next entry of that path
-    EXPECT_EQ(found, 1);
 }

@@ -5,7 +5,6 @@ using std::min;
 #include "support/TestSupport.h"
 #include <gdiplus.h>
 #include <cstring>
-#include <fstream>
 
 namespace veskon_test
 {
@@ -37,41 +36,33 @@ void Put16(std::string& out, int value)
 }
 
 // LZW data of 8-bit indexes written as literal codes only: a clear code every 200 pixels keeps
-// the code width at 9 bits, which every decoder accepts.
+// the code width at 9 bits, which every decoder accepts. Returned as GIF sub-blocks.
 std::string LzwLiterals(const std::vector<BYTE>& indexes)
 {
-    const int clear = 256, end = 257;
     std::string bytes;
     unsigned long bits = 0;
     int count = 0;
     auto emit = [&](int code) {
         bits |= static_cast<unsigned long>(code) << count;
-        count += 9;
-        while (count >= 8)
-        {
+        for (count += 9; count >= 8; count -= 8, bits >>= 8)
             bytes.push_back(static_cast<char>(bits & 0xFF));
-            bits >>= 8;
-            count -= 8;
-        }
     };
     for (size_t i = 0; i < indexes.size(); ++i)
     {
         if (i % 200 == 0)
-            emit(clear);
+            emit(256);  // clear
         emit(indexes[i]);
     }
-    emit(end);
+    emit(257);  // end of information
     if (count > 0)
         bytes.push_back(static_cast<char>(bits & 0xFF));
     std::string blocks;
     for (size_t pos = 0; pos < bytes.size(); pos += 255)
     {
         size_t n = std::min<size_t>(255, bytes.size() - pos);
-        blocks.push_back(static_cast<char>(n));
-        blocks.append(bytes, pos, n);
+        blocks += static_cast<char>(n) + bytes.substr(pos, n);
     }
-    blocks.push_back('\0');
-    return blocks;
+    return blocks + '\0';
 }
 }
 
@@ -107,9 +98,7 @@ bool SaveGif(const std::wstring& path, int width, int height, const std::vector<
     std::string gif = "GIF89a";
     Put16(gif, width);
     Put16(gif, height);
-    gif += static_cast<char>(0xF7);  // global table of 256 colours, 8 bits of colour resolution
-    gif += '\0';
-    gif += '\0';
+    gif += std::string("\xF7\0\0", 3);  // global table of 256 colours, 8 bits of colour resolution
     for (int i = 0; i < 256; ++i)
     {
         DWORD rgb = i < static_cast<int>(palette.size()) ? palette[static_cast<size_t>(i)] : 0;
@@ -126,22 +115,17 @@ bool SaveGif(const std::wstring& path, int width, int height, const std::vector<
         {
             gif += std::string("\x21\xF9\x04\x04", 4);  // graphic control: disposal "do not dispose"
             Put16(gif, delay);
-            gif += '\0';
-            gif += '\0';
+            gif += std::string(2, '\0');
         }
         gif += '\x2C';
         Put16(gif, 0);
         Put16(gif, 0);
         Put16(gif, width);
         Put16(gif, height);
-        gif += '\0';
-        gif += '\x08';  // LZW minimum code size
+        gif += std::string("\0\x08", 2);  // no local table; LZW minimum code size 8
         gif += LzwLiterals(frames[f]);
     }
-    gif += '\x3B';
-    std::ofstream out(path.c_str(), std::ios::binary);
-    out.write(gif.data(), static_cast<std::streamsize>(gif.size()));
-    return static_cast<bool>(out);
+    return WriteFileBytes(path, gif + '\x3B');
 }
 
 HBITMAP MakeDib(int width, int height, const std::vector<DWORD>& pixels)
