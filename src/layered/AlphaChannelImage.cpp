@@ -1,5 +1,6 @@
 #include "layered/AlphaChannelImage.h"
 #include <algorithm>
+#include <atomic>
 using std::max;
 using std::min;
 #include <gdiplus.h>
@@ -16,6 +17,15 @@ const int kErrorCannotLoad = 655;
 
 // GDI+'s FrameDimensionTime, spelled out so that no GUID definition from a system library is needed.
 const GUID kFrameDimensionTime = { 0x6aedbd6d, 0x3fb5, 0x418a, { 0x83, 0xa6, 0x7f, 0x45, 0x22, 0x9d, 0xc8, 0x72 } };
+
+// Change counts are handed out process-wide, so that an image made where another one was freed
+// never repeats a count that a keeper of the old image remembers.
+std::atomic<unsigned long long> s_lastChangeCount(0);
+
+unsigned long long NextChangeCount()
+{
+    return ++s_lastChangeCount;
+}
 
 struct GdiObjectDeleter
 {
@@ -42,14 +52,16 @@ inline unsigned Div255(unsigned x)
     return (x + 1 + (x >> 8)) >> 8;
 }
 
-void PreMultiplyScalar(BYTE* p, size_t pixels)
+// Every kernel reads `from` and writes `to`, which may be the same memory (in place).
+void PreMultiplyScalar(const BYTE* from, BYTE* to, size_t pixels)
 {
-    for (size_t i = 0; i < pixels; ++i, p += 4)
+    for (size_t i = 0; i < pixels; ++i, from += 4, to += 4)
     {
-        unsigned a = p[3];
-        p[0] = static_cast<BYTE>(Div255(p[0] * a));
-        p[1] = static_cast<BYTE>(Div255(p[1] * a));
-        p[2] = static_cast<BYTE>(Div255(p[2] * a));
+        unsigned a = from[3];
+        to[0] = static_cast<BYTE>(Div255(from[0] * a));
+        to[1] = static_cast<BYTE>(Div255(from[1] * a));
+        to[2] = static_cast<BYTE>(Div255(from[2] * a));
+        to[3] = static_cast<BYTE>(a);
     }
 }
 
@@ -60,14 +72,14 @@ typedef unsigned short U16x16 __attribute__((vector_size(32)));
 
 // Premultiplies whole vectors of pixels; returns how many pixels it did.
 template <typename V32, typename V16>
-inline __attribute__((always_inline)) size_t PreMultiplyVectors(BYTE* p, size_t pixels)
+inline __attribute__((always_inline)) size_t PreMultiplyVectors(const BYTE* from, BYTE* to, size_t pixels)
 {
     const size_t step = sizeof(V32) / 4;
     size_t blocks = pixels / step;
-    for (size_t i = 0; i < blocks; ++i, p += sizeof(V32))
+    for (size_t i = 0; i < blocks; ++i, from += sizeof(V32), to += sizeof(V32))
     {
         V32 px;
-        memcpy(&px, p, sizeof(px));
+        memcpy(&px, from, sizeof(px));
         V32 a = px >> 24;
         V16 alpha = reinterpret_cast<V16>(a | (a << 16));          // A in every 16-bit lane
         V16 br = reinterpret_cast<V16>(px & 0x00FF00FFu) * alpha;  // B * A, R * A
@@ -75,7 +87,7 @@ inline __attribute__((always_inline)) size_t PreMultiplyVectors(BYTE* p, size_t 
         br = (br + 1 + (br >> 8)) >> 8;                            // Div255 in every lane
         ga = (ga + 1 + (ga >> 8)) >> 8;
         V32 out = reinterpret_cast<V32>(br) | ((reinterpret_cast<V32>(ga) & 0xFFFFu) << 8) | (px & 0xFF000000u);
-        memcpy(p, &out, sizeof(out));
+        memcpy(to, &out, sizeof(out));
     }
     return blocks * step;
 }
@@ -83,14 +95,14 @@ inline __attribute__((always_inline)) size_t PreMultiplyVectors(BYTE* p, size_t 
 #if defined(__i386__)
 __attribute__((target("sse2")))
 #endif
-size_t PreMultiplySse2(BYTE* p, size_t pixels)
+size_t PreMultiplySse2(const BYTE* from, BYTE* to, size_t pixels)
 {
-    return PreMultiplyVectors<U32x4, U16x8>(p, pixels);
+    return PreMultiplyVectors<U32x4, U16x8>(from, to, pixels);
 }
 
-__attribute__((target("avx2"))) size_t PreMultiplyAvx2(BYTE* p, size_t pixels)
+__attribute__((target("avx2"))) size_t PreMultiplyAvx2(const BYTE* from, BYTE* to, size_t pixels)
 {
-    return PreMultiplyVectors<U32x8, U16x16>(p, pixels);
+    return PreMultiplyVectors<U32x8, U16x16>(from, to, pixels);
 }
 
 bool HasSse2()
@@ -113,14 +125,35 @@ bool HasAvx2()
     return present;
 }
 
-void PreMultiplyPixels(BYTE* p, size_t pixels)
+void PreMultiplyPixels(const BYTE* from, BYTE* to, size_t pixels)
 {
     size_t done = 0;
     if (HasAvx2())
-        done = PreMultiplyAvx2(p, pixels);
+        done = PreMultiplyAvx2(from, to, pixels);
     if (HasSse2())
-        done += PreMultiplySse2(p + done * 4, pixels - done);
-    PreMultiplyScalar(p + done * 4, pixels - done);
+        done += PreMultiplySse2(from + done * 4, to + done * 4, pixels - done);
+    PreMultiplyScalar(from + done * 4, to + done * 4, pixels - done);
+}
+
+// The pixels of a 32-bit DIB section: its bits, its size in bytes, and how many pixels of
+// width x height (rows of width * 4 bytes, as the callers say) it holds; false for anything else.
+bool DibPixels(HBITMAP hbitmap, int width, int height, BYTE*& bits, size_t& bytes, size_t& pixels)
+{
+    if (!hbitmap || width < 1 || height < 1)
+        return false;
+    BITMAP header = {};
+    if (!GetObjectW(hbitmap, sizeof(header), &header) || !header.bmBits || header.bmBitsPixel != 32)
+        return false;
+    const unsigned long long rows = static_cast<unsigned long long>(header.bmHeight < 0 ? -header.bmHeight : header.bmHeight);
+    const unsigned long long size = static_cast<unsigned long long>(header.bmWidthBytes) * rows;
+    // Rows are width * 4 bytes as the caller says; but never touch more than the DIB holds.
+    unsigned long long wanted = static_cast<unsigned long long>(width) * static_cast<unsigned long long>(height);
+    if (wanted > size / 4)
+        wanted = size / 4;
+    bits = static_cast<BYTE*>(header.bmBits);
+    bytes = static_cast<size_t>(size);
+    pixels = static_cast<size_t>(wanted);
+    return true;
 }
 
 // Decodes a file into a GDI+ bitmap; null when GDI+ cannot read it.
@@ -151,7 +184,7 @@ HBITMAP MakeDib(Gdiplus::Bitmap* bitmap)
 
 CAlphaChannelImage::CAlphaChannelImage(wchar_t* fileName, bool preMultiply)
     : m_bitmap(nullptr), m_hbitmap(nullptr), m_header(), m_fileName(), m_width(0), m_height(0), m_frameCount(0),
-      m_frameDelays(nullptr)
+      m_frameDelays(nullptr), m_changeCount(NextChangeCount())
 {
     if (!fileName || !*fileName)
     {
@@ -303,24 +336,43 @@ bool CAlphaChannelImage::SelectFrame(int frame)
         return false;
     int count = GetNumFrames();
     if (count >= 1 && frame >= 0 && frame < count)
+    {
         m_bitmap->SelectActiveFrame(&kFrameDimensionTime, static_cast<UINT>(frame));
+        BitmapChanged();
+    }
     return false;  // intended: the result never says whether the frame changed
+}
+
+unsigned long long CAlphaChannelImage::GetChangeCount()
+{
+    return m_changeCount;
+}
+
+void CAlphaChannelImage::BitmapChanged()
+{
+    m_changeCount = NextChangeCount();
 }
 
 void CAlphaChannelImage::PreMultiplyRGBChannels(HBITMAP hbitmap, int width, int height)
 {
-    if (!hbitmap || width < 1 || height < 1)
-        return;
-    BITMAP header = {};
-    if (!GetObjectW(hbitmap, sizeof(header), &header) || !header.bmBits || header.bmBitsPixel != 32)
-        return;
-    // Rows are width * 4 bytes as the caller says; but never touch more than the DIB holds.
-    unsigned long long available = static_cast<unsigned long long>(header.bmWidthBytes) *
-                                   static_cast<unsigned long long>(header.bmHeight < 0 ? -header.bmHeight : header.bmHeight) / 4;
-    unsigned long long pixels = static_cast<unsigned long long>(width) * static_cast<unsigned long long>(height);
-    if (pixels > available)
-        pixels = available;
-    PreMultiplyPixels(static_cast<BYTE*>(header.bmBits), static_cast<size_t>(pixels));
+    BYTE* bits = nullptr;
+    size_t bytes = 0, pixels = 0;
+    if (DibPixels(hbitmap, width, height, bits, bytes, pixels))
+        PreMultiplyPixels(bits, bits, pixels);
+}
+
+bool CAlphaChannelImage::PreMultiplyRGBChannels(HBITMAP source, HBITMAP target, int width, int height)
+{
+    BYTE* from = nullptr;
+    BYTE* to = nullptr;
+    size_t fromBytes = 0, toBytes = 0, pixels = 0, toPixels = 0;
+    if (!DibPixels(source, width, height, from, fromBytes, pixels) ||
+        !DibPixels(target, width, height, to, toBytes, toPixels) || fromBytes != toBytes || from == to)
+        return false;
+    PreMultiplyPixels(from, to, pixels);
+    // Bytes past the premultiplied pixels are copied as they are, as a plain copy would have.
+    memcpy(to + pixels * 4, from + pixels * 4, fromBytes - pixels * 4);
+    return true;
 }
 
 void CAlphaChannelImage::PreMultiplyRGBChannels(CAlphaChannelImage* image)

@@ -54,10 +54,23 @@ public:
     // Always returns false, whether or not the frame was selected; callers must not rely on it.
     bool SelectFrame(int frame);
 
+    // A number that changes whenever the GDI+ bitmap's pixels may have changed (a frame was
+    // selected), and that no other image of the process shares. Whoever keeps something made from
+    // GetBitmap() (a layered window keeps its background) compares it to know when to make it anew.
+    unsigned long long GetChangeCount();
+    // Tells the image that its GDI+ bitmap was altered through GetBitmap() (drawn into, or a frame
+    // selected directly), so that what was made from it is made anew.
+    void BitmapChanged();
+
     // Premultiplies a 32-bit DIB in place: B, G, R become value * A / 255 (truncated), A stays.
     // Rows are taken as width * 4 bytes. Not idempotent: premultiply a DIB exactly once.
     static void PreMultiplyRGBChannels(HBITMAP hbitmap, int width, int height);
     static void PreMultiplyRGBChannels(CAlphaChannelImage* image);
+    // Writes the pixels of `source` premultiplied into `target`, leaving `source` as it is: the
+    // same bytes as copying source over target and premultiplying target, in one pass over the
+    // memory. Both must be 32-bit DIB sections of the same size in bytes; false (and nothing
+    // written) otherwise.
+    static bool PreMultiplyRGBChannels(HBITMAP source, HBITMAP target, int width, int height);
     // Size of an image file without keeping it; false when missing or undecodable.
     static bool GetImageDimensions(wchar_t* fileName, int& width, int& height);
     // Size of a GDI bitmap; true only when both are > 0.
@@ -72,4 +85,5 @@ private:
     int m_height;
     int m_frameCount;
     Gdiplus::PropertyItem* m_frameDelays;  // allocated with CMemoryManager::Alloc
+    unsigned long long m_changeCount;
 };

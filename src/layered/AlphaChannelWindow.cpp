@@ -1,4 +1,5 @@
 #include "layered/AlphaChannelWindow.h"
+#include <cstring>
 #include <memory>
 #include <new>
 #include "frame/CriticalSectionEx.h"
@@ -32,30 +33,186 @@ const unsigned int kKeyEnter = 13;
 const unsigned int kKeyEscape = 27;
 const unsigned int kKeySpace = 32;
 
-struct DcDeleter
-{
-    void operator()(HDC dc) const { DeleteDC(dc); }
-};
 struct ScreenDcReleaser
 {
     void operator()(HDC dc) const { ReleaseDC(nullptr, dc); }
 };
-struct BitmapDeleter
+// A DIB section's header with the colour masks that BI_BITFIELDS needs after it.
+struct DibInfo
 {
-    void operator()(HBITMAP__* bitmap) const { DeleteObject(bitmap); }
+    BITMAPINFOHEADER header;
+    DWORD masks[3];
 };
-// Puts the DC's previous bitmap back before the DC goes.
-struct SelectedBitmap
+
+// True when both DIB sections lay out their pixels the same way, byte for byte.
+bool SameLayout(const DIBSECTION& a, const DIBSECTION& b)
 {
-    HDC dc;
-    HGDIOBJ previous;
-    ~SelectedBitmap()
+    return a.dsBm.bmWidth == b.dsBm.bmWidth && a.dsBm.bmHeight == b.dsBm.bmHeight &&
+           a.dsBm.bmWidthBytes == b.dsBm.bmWidthBytes && a.dsBm.bmBitsPixel == b.dsBm.bmBitsPixel &&
+           (a.dsBmih.biHeight < 0) == (b.dsBmih.biHeight < 0) && a.dsBmih.biCompression == b.dsBmih.biCompression &&
+           (a.dsBmih.biCompression != BI_BITFIELDS || memcmp(a.dsBitfields, b.dsBitfields, sizeof(a.dsBitfields)) == 0);
+}
+}
+
+// The background of the compositions. GDI+ makes it from the up image as the composition
+// prescribes (a 32-bit ARGB clone, then its DIB on a transparent background, which GDI+ hands
+// back premultiplied once) only when the image, its frame or its size changed, because that costs
+// several milliseconds. Every composition copies those bytes into a DIB section of the same
+// layout, kept selected in a memory DC, and premultiplies the copy (in the same pass): the pixels
+// are those of a fresh clone each time, and the kept bytes are never drawn into.
+struct CAlphaChannelWindow::Composition
+{
+    // What the kept background was made from.
+    CAlphaChannelImage* image = nullptr;
+    unsigned long long changeCount = 0;
+    int width = 0;
+    int height = 0;
+
+    HBITMAP background = nullptr;  // as GDI+ handed it back
+    DIBSECTION backgroundLayout = {};
+    HDC dc = nullptr;             // the memory DC, kept between compositions
+    HGDIOBJ dcBitmap = nullptr;   // the DC's own bitmap, put back before the surface goes
+    HBITMAP surface = nullptr;    // the picture being composed, selected into dc
+    DIBSECTION surfaceLayout = {};
+    HBITMAP oneShot = nullptr;    // a background that could not be kept, used once as the surface
+    int savedState = 0;           // SaveDC of the composition under way, 0 when none
+
+    Composition() = default;
+    Composition(const Composition&) = delete;
+    Composition& operator=(const Composition&) = delete;
+    ~Composition() { Release(); }
+
+    bool Busy() const { return savedState != 0 || oneShot != nullptr; }
+
+    // The memory DC with the pristine background premultiplied in it, ready for painting; null
+    // when GDI+ or GDI cannot make it. End() must follow a successful Begin().
+    HDC Begin(CAlphaChannelImage* up, int w, int h, HDC screen)
     {
-        if (dc && previous)
-            SelectObject(dc, previous);
+        if (!dc)
+            dc = CreateCompatibleDC(screen);
+        if (!dc)
+            return nullptr;
+        // The change count is never shared between images, nor between two states of one image.
+        const bool current =
+            background && image == up && changeCount == up->GetChangeCount() && width == w && height == h;
+        if (!current && !MakeBackground(up, w, h))
+            return nullptr;
+        GdiFlush();  // the last composition's drawing must be done before its bytes are replaced
+        // Copied and premultiplied in one pass: the same bytes as the copy premultiplied.
+        const bool copied = backgroundLayout.dsBm.bmBits && (surface || MakeSurface()) &&
+                            CAlphaChannelImage::PreMultiplyRGBChannels(background, surface, w, h);
+        if (!copied)
+        {
+            // No surface to copy to: compose in GDI+'s DIB itself, as it is, and make it anew next time.
+            oneShot = background;
+            background = nullptr;
+            CAlphaChannelImage::PreMultiplyRGBChannels(oneShot, w, h);
+            ReleaseSurface();
+            dcBitmap = SelectObject(dc, oneShot);
+        }
+        savedState = SaveDC(dc);
+        if (!savedState)
+            savedState = -1;  // still busy; nothing to restore
+        return dc;
+    }
+
+    // Puts back whatever the painting changed in the DC.
+    void End()
+    {
+        if (savedState > 0)
+            RestoreDC(dc, savedState);
+        savedState = 0;
+        if (oneShot)
+        {
+            SelectObject(dc, dcBitmap);
+            dcBitmap = nullptr;
+            DeleteObject(oneShot);
+            oneShot = nullptr;
+        }
+    }
+
+    void Release() noexcept
+    {
+        End();
+        ReleaseSurface();
+        ReleaseBackground();
+        if (dc)
+            DeleteDC(dc);
+        dc = nullptr;
+    }
+
+private:
+    bool MakeBackground(CAlphaChannelImage* up, int w, int h)
+    {
+        ReleaseBackground();
+        std::unique_ptr<Gdiplus::Bitmap> clone(up->GetBitmap()->Clone(0, 0, w, h, PixelFormat32bppARGB));
+        HBITMAP dib = nullptr;
+        if (!clone || clone->GetHBITMAP(Gdiplus::Color(0), &dib) != Gdiplus::Ok || !dib)
+        {
+            if (dib)
+                DeleteObject(dib);
+            return false;
+        }
+        background = dib;
+        if (GetObjectW(background, sizeof(backgroundLayout), &backgroundLayout) != sizeof(backgroundLayout))
+            backgroundLayout = DIBSECTION();  // not a DIB section: used once as it is
+        if (surface && !SameLayout(backgroundLayout, surfaceLayout))
+            ReleaseSurface();
+        image = up;
+        changeCount = up->GetChangeCount();
+        width = w;
+        height = h;
+        return true;
+    }
+
+    bool MakeSurface()
+    {
+        DibInfo info = {};
+        info.header = backgroundLayout.dsBmih;
+        info.header.biSize = sizeof(BITMAPINFOHEADER);
+        memcpy(info.masks, backgroundLayout.dsBitfields, sizeof(info.masks));
+        void* bits = nullptr;
+        HBITMAP made = CreateDIBSection(dc, reinterpret_cast<BITMAPINFO*>(&info), DIB_RGB_COLORS, &bits, nullptr, 0);
+        DIBSECTION layout = {};
+        if (!made || GetObjectW(made, sizeof(layout), &layout) != sizeof(layout) || !layout.dsBm.bmBits ||
+            !SameLayout(layout, backgroundLayout))
+        {
+            if (made)
+                DeleteObject(made);
+            return false;
+        }
+        HGDIOBJ previous = SelectObject(dc, made);
+        if (!previous)
+        {
+            DeleteObject(made);
+            return false;
+        }
+        dcBitmap = previous;
+        surface = made;
+        surfaceLayout = layout;
+        return true;
+    }
+
+    void ReleaseSurface() noexcept
+    {
+        if (!surface)
+            return;
+        SelectObject(dc, dcBitmap);
+        dcBitmap = nullptr;
+        DeleteObject(surface);
+        surface = nullptr;
+        surfaceLayout = DIBSECTION();
+    }
+
+    void ReleaseBackground() noexcept
+    {
+        if (background)
+            DeleteObject(background);
+        background = nullptr;
+        backgroundLayout = DIBSECTION();
+        image = nullptr;
     }
 };
-}
 
 CAlphaChannelWindow::CAlphaChannelWindow()
     : m_scrollMethod(SCROLL_NONE), m_windowHandleSlot(nullptr), m_hwnd(nullptr), m_fadeState(FADE_IDLE),
@@ -64,7 +221,7 @@ CAlphaChannelWindow::CAlphaChannelWindow()
       m_scrollTimer(0), m_autokillTimer(0), m_parent(nullptr), m_initCompleted(false), m_closeRequested(false),
       m_position(POSITION_BOTTOM_RIGHT), m_windowLock(new (std::nothrow) CCriticalSectionEx()),
       m_extendedStyle(WS_EX_APPWINDOW), m_lastNavigationTick(0), m_lastKey(0), m_maxAlpha(255),
-      m_quitSeen(false), m_quitCode(0)
+      m_quitSeen(false), m_quitCode(0), m_composition(nullptr)
 {
 }
 
@@ -316,6 +473,8 @@ void CAlphaChannelWindow::CleanUp()
     if (m_hwnd && IsWindow(m_hwnd))
         RemovePropW(m_hwnd, kObjectProperty);
     CWin32::DestroyWindowHandle(m_hwnd);
+    delete m_composition;
+    m_composition = nullptr;
     delete m_windowLock;
     m_windowLock = nullptr;
     if (m_quitSeen)
@@ -354,34 +513,30 @@ void CAlphaChannelWindow::BuildImage(RECT* where)
         return;
     if (where && CWin32::SetLayeredStyle(m_hwnd, true))
     {
+        if (!m_composition)
+            m_composition = new (std::nothrow) Composition();
+        // A composition asked for while one is under way (from Paint or a paint callback that
+        // pumps messages) must not overwrite the picture being painted: it gets its own.
+        Composition nested;
+        Composition& composition = (m_composition && !m_composition->Busy()) ? *m_composition : nested;
         const int width = m_upImage->GetWidth();
         const int height = m_upImage->GetHeight();
-        // Always start from the pristine background: premultiplying is not idempotent.
-        std::unique_ptr<Gdiplus::Bitmap> clone(
-            m_upImage->GetBitmap()->Clone(0, 0, width, height, PixelFormat32bppARGB));
-        HBITMAP dibHandle = nullptr;
-        if (clone && clone->GetHBITMAP(Gdiplus::Color(0), &dibHandle) == Gdiplus::Ok && dibHandle)
+        std::unique_ptr<HDC__, ScreenDcReleaser> screen(GetDC(nullptr));
+        HDC memory = screen ? composition.Begin(m_upImage, width, height, screen.get()) : nullptr;
+        if (memory)
         {
-            std::unique_ptr<HBITMAP__, BitmapDeleter> dib(dibHandle);
-            CAlphaChannelImage::PreMultiplyRGBChannels(dib.get(), width, height);
-            std::unique_ptr<HDC__, ScreenDcReleaser> screen(GetDC(nullptr));
-            std::unique_ptr<HDC__, DcDeleter> memory(screen ? CreateCompatibleDC(screen.get()) : nullptr);
-            if (memory)
+            Paint(memory, 0, 0, width, height);
+            for (CAlphaChannelButton* b : m_buttons)
             {
-                SelectedBitmap selected = { memory.get(), SelectObject(memory.get(), dib.get()) };
-                Paint(memory.get(), 0, 0, width, height);
-                for (CAlphaChannelButton* b : m_buttons)
-                {
-                    if (b)
-                        b->Paint(m_hwnd, memory.get());
-                }
-                POINT destination = { where->left, where->top };
-                SIZE size = { width, height };
-                POINT source = { 0, 0 };
-                BLENDFUNCTION blend = { AC_SRC_OVER, 0, static_cast<BYTE>(m_alpha & 0xFF), AC_SRC_ALPHA };
-                UpdateLayeredWindow(m_hwnd, screen.get(), &destination, &size, memory.get(), &source, 0, &blend,
-                                    ULW_ALPHA);
+                if (b)
+                    b->Paint(m_hwnd, memory);
             }
+            POINT destination = { where->left, where->top };
+            SIZE size = { width, height };
+            POINT source = { 0, 0 };
+            BLENDFUNCTION blend = { AC_SRC_OVER, 0, static_cast<BYTE>(m_alpha & 0xFF), AC_SRC_ALPHA };
+            UpdateLayeredWindow(m_hwnd, screen.get(), &destination, &size, memory, &source, 0, &blend, ULW_ALPHA);
+            composition.End();
         }
     }
     m_dirty = false;

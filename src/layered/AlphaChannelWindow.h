@@ -4,7 +4,11 @@
 // Its picture is the base button's up image with alpha; a derived class paints its content over
 // it (virtual Paint) and the image buttons of the list paint themselves on top. Every composition
 // starts from a fresh premultiplied copy of the background and goes to the screen with
-// UpdateLayeredWindow, never through WM_PAINT. The window fades in and out by the constant alpha
+// UpdateLayeredWindow, never through WM_PAINT. The background as GDI+ hands it over is made once
+// and kept (with the memory DC it is composed in) until the up image, its frame or its size
+// changes; each composition copies it and premultiplies the copy. Whoever draws into the up
+// image's GDI+ bitmap calls its BitmapChanged(). Paint may leave the DC's state changed: it is
+// restored after every composition. The window fades in and out by the constant alpha
 // of that call (16 per 50 ms tick; 48 per tick once a button command arrived), can close itself
 // 3 s after the fade-in (autokill), is dragged by any point that is not a button, and is driven by
 // mouse and keyboard (Tab / arrows move the focus, Enter / Space click it, Esc dismisses).
@@ -169,4 +173,8 @@ protected:
     // A WM_QUIT met while pumping, handed back to the host's loop when Load returns.
     bool m_quitSeen;
     int m_quitCode;
+
+    // What compositions reuse: the background as GDI+ made it and the surface it is copied to.
+    struct Composition;
+    Composition* m_composition;
 };

@@ -134,6 +134,40 @@ TEST(AlphaChannelImagePremultiply, KnownPixelsAndTheCallersSizes)
     EXPECT_EQ(std::make_pair(w, h), std::make_pair(0, 0));
 }
 
+TEST(AlphaChannelImagePremultiply, IntoAnotherDibEqualsCopyThenPremultiply)
+{
+    // 67 x 3 pixels of many alphas: the widest vector step, the narrower one and the tail all
+    // write into the target, and the source stays as it was. Premultiplied as 67 x 2, the last
+    // row arrives as a copy would leave it.
+    std::vector<DWORD> pixels;
+    for (unsigned i = 0; i < 67 * 3; ++i)
+        pixels.push_back(((i * 37) & 0xFF) << 24 | ((i * 11) & 0xFF) << 16 | ((i * 5 + 3) & 0xFF) << 8 | (255 - i % 256));
+    Dib source(MakeDib(67, 3, pixels));
+    for (int rows : { 3, 2 })
+    {
+        Dib target(MakeDib(67, 3, std::vector<DWORD>(pixels.size(), Argb(1, 2, 3, 4))));
+        Dib copied(MakeDib(67, 3, pixels));
+        CAlphaChannelImage::PreMultiplyRGBChannels(copied.get(), 67, rows);
+        EXPECT_TRUE(CAlphaChannelImage::PreMultiplyRGBChannels(source.get(), target.get(), 67, rows));
+        EXPECT_EQ(DibPixels(target.get()), DibPixels(copied.get())) << rows << " rows";
+        EXPECT_EQ(DibPixels(source.get()), pixels);
+    }
+
+    // Anything but two distinct 32-bit DIBs of one size is refused, and nothing is written.
+    const std::vector<DWORD> nines(67 * 3, Argb(9, 9, 9, 9));
+    Dib smaller(MakeDib(67, 2, nines));
+    Dib same(MakeDib(67, 3, nines));
+    EXPECT_FALSE(CAlphaChannelImage::PreMultiplyRGBChannels(source.get(), smaller.get(), 67, 2));
+    EXPECT_FALSE(CAlphaChannelImage::PreMultiplyRGBChannels(smaller.get(), same.get(), 67, 2));
+    EXPECT_FALSE(CAlphaChannelImage::PreMultiplyRGBChannels(source.get(), nullptr, 67, 3));
+    EXPECT_FALSE(CAlphaChannelImage::PreMultiplyRGBChannels(nullptr, same.get(), 67, 3));
+    EXPECT_FALSE(CAlphaChannelImage::PreMultiplyRGBChannels(source.get(), same.get(), 0, 3));
+    EXPECT_FALSE(CAlphaChannelImage::PreMultiplyRGBChannels(source.get(), source.get(), 67, 3));
+    EXPECT_EQ(DibPixels(smaller.get()), std::vector<DWORD>(nines.begin(), nines.begin() + 67 * 2));
+    EXPECT_EQ(DibPixels(same.get()), nines);
+    EXPECT_EQ(DibPixels(source.get()), pixels);
+}
+
 TEST_F(AlphaChannelImageTest, LoadsWithTheFilesAlpha)
 {
     std::wstring path = Png(L"alpha.png", 4, 1, [](int x, int) {
@@ -256,12 +290,28 @@ TEST_F(AlphaChannelImageTest, FramesAndDelays)
     EXPECT_EQ(image.GetFrameDelay(-1), 0);
 
     Gdiplus::Color colour;
+    const unsigned long long loaded = image.GetChangeCount();
+    EXPECT_NE(loaded, plain.GetChangeCount()) << "no two images share a change count";
     EXPECT_FALSE(image.SelectFrame(1)) << "kept: false even though the frame was selected";
     ASSERT_EQ(image.GetBitmap()->GetPixel(1, 1, &colour), Gdiplus::Ok);
     EXPECT_EQ(colour.GetValue() & 0xFFFFFF, 0x00FF00u);
+    const unsigned long long selected = image.GetChangeCount();
+    EXPECT_NE(selected, loaded) << "a selected frame moves the change count";
     EXPECT_FALSE(image.SelectFrame(2));
+    EXPECT_NE(image.GetChangeCount(), selected);
+    const unsigned long long last = image.GetChangeCount();
     EXPECT_FALSE(image.SelectFrame(3));  // out of range: nothing changes
+    EXPECT_EQ(image.GetChangeCount(), last);
     image.GetBitmap()->GetPixel(1, 1, &colour);
     EXPECT_EQ(colour.GetValue() & 0xFFFFFF, 0x0000FFu);
     EXPECT_EQ(DibPixels(image.GetHBitmap())[5], 0xFFFF0000u) << "the DIB keeps the frame of load time, opaque";
+
+    const unsigned long long stillCount = plain.GetChangeCount();
+    plain.SelectFrame(0);  // no frames: nothing selected
+    EXPECT_EQ(plain.GetChangeCount(), stillCount);
+    plain.BitmapChanged();
+    EXPECT_NE(plain.GetChangeCount(), stillCount);
+    CAlphaChannelImage later(&still[0], true);
+    for (unsigned long long seen : { loaded, selected, last, stillCount, plain.GetChangeCount() })
+        EXPECT_NE(later.GetChangeCount(), seen) << "an image made later never repeats an earlier count";
 }
