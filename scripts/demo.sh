@@ -15,7 +15,10 @@ prepare_prefix "$ROOT/build/$preset/wineprefix"
 out="$ROOT/out/demo"
 rm -rf "$out"
 mkdir -p "$out"
-winout=$(winepath -w "$out" 2>/dev/null)
+# Wine maps Z: to /. (winepath would start a wineserver without the display, and the demo would
+# then join that server and fail to create its windows.)
+winout="Z:${out//\//\\}"
+wineserver -k 2>/dev/null || true
 set +e
 (cd "$ROOT/build/$preset/bin" && xvfb-run -a -s "-screen 0 1280x1024x24" wine ./VeskonDemo.exe --out "$winout" "$@")
 code=$?
