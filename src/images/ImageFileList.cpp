@@ -193,8 +193,8 @@ int CImageFileList::FindImages(wchar_t* folder)
     static const wchar_t* const specs[] = { L"*.png", L"*.jpg", L"*.tif", L"*.bmp", L"*.gif" };
     try
     {
-        for (const wchar_t* spec : specs)
-            AddFileSpec(spec);
+        for (const wchar_t* filespec : specs)
+            AddFileSpec(filespec);
         return FindFiles(folder, false);
     }
     catch (...)

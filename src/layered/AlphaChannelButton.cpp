@@ -1,4 +1,5 @@
 #include "layered/AlphaChannelButton.h"
+#include "frame/ZintorResIds.h"
 #include <cstring>
 #include <cwchar>
 #include <new>
@@ -14,11 +15,6 @@
 
 namespace
 {
-const int kErrorGetRectF = 553;
-const int kErrorGetButtons = 554;
-const int kErrorButtonDefinition = 555;
-const int kErrorNoUpImageName = 656;
-const int kErrorUpImage = 657;
 
 const int kDefinitionChars = 1024;
 const int kCaptionChars = MAX_PATH + 1;
@@ -185,7 +181,7 @@ bool CAlphaChannelButton::LoadImages()
 {
     if (Empty(m_upImageFilename))
     {
-        CErrorMsg::Instance()->Error(kErrorNoUpImageName);
+        CErrorMsg::Instance()->Error(IDS_BUTTON_NO_UP_IMAGE);
         return false;
     }
     wcsncpy_s(m_imageName, m_upImageFilename, _TRUNCATE);
@@ -201,7 +197,7 @@ bool CAlphaChannelButton::LoadImages()
         m_hoverImage = images->Add(m_hoverImageFilename);
     if (!m_upImage || !m_upImage->GetHBitmap())
     {
-        CErrorMsg::Instance()->Error(kErrorUpImage);
+        CErrorMsg::Instance()->Error(IDS_BUTTON_UP_IMAGE_FAILED);
         return false;
     }
     // A second load replaces the caption's brush and format; the old ones are not kept alive.
@@ -295,7 +291,7 @@ bool CAlphaChannelButton::GetRectF(CIniFile* ini, wchar_t* section, wchar_t* key
 {
     if (!ini || Empty(section) || Empty(key) || !rect)
     {
-        CErrorMsg::Instance()->Error(kErrorGetRectF);
+        CErrorMsg::Instance()->Error(IDS_BUTTON_RECT_ARGS);
         return false;
     }
     RECT none = { 0, 0, 0, 0 };
@@ -317,7 +313,7 @@ void CAlphaChannelButton::GetButtons(std::list<CAlphaChannelButton*>& buttons, w
     if (Empty(folder) || !CFileIO::FolderExists(folder) || !ini || Empty(section) || Empty(keyPrefix) ||
         Empty(countKey))
     {
-        CErrorMsg::Instance()->Error(kErrorGetButtons);
+        CErrorMsg::Instance()->Error(IDS_BUTTON_LIST_ARGS);
         return;
     }
     int count = ini->GetInteger(section, countKey, 0);
@@ -357,7 +353,7 @@ bool CAlphaChannelButton::ReadButtonDefinition(CAlphaChannelButton* button, wcha
         ini->GetString(section, key, const_cast<wchar_t*>(L""), definition, kDefinitionChars);
     if (Empty(definition))
     {
-        CErrorMsg::Instance()->Error(kErrorButtonDefinition);
+        CErrorMsg::Instance()->Error(IDS_BUTTON_DEFINITION);
         return false;
     }
 

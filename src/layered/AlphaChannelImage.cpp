@@ -1,4 +1,5 @@
 #include "layered/AlphaChannelImage.h"
+#include "frame/ZintorResIds.h"
 #include <algorithm>
 #include <atomic>
 using std::max;
@@ -12,8 +13,6 @@ using std::min;
 
 namespace
 {
-const int kErrorNoFileName = 654;
-const int kErrorCannotLoad = 655;
 
 // GDI+'s FrameDimensionTime, spelled out so that no GUID definition from a system library is needed.
 const GUID kFrameDimensionTime = { 0x6aedbd6d, 0x3fb5, 0x418a, { 0x83, 0xa6, 0x7f, 0x45, 0x22, 0x9d, 0xc8, 0x72 } };
@@ -188,19 +187,19 @@ CAlphaChannelImage::CAlphaChannelImage(wchar_t* fileName, bool preMultiply)
 {
     if (!fileName || !*fileName)
     {
-        CErrorMsg::Instance()->Error(kErrorNoFileName);
+        CErrorMsg::Instance()->Error(IDS_IMAGE_NO_FILENAME);
         return;
     }
     wcsncpy_s(m_fileName, MAX_PATH, fileName, _TRUNCATE);
     if (!CFileIO::FileExists(fileName))
     {
-        CErrorMsg::Instance()->Error(kErrorCannotLoad);
+        CErrorMsg::Instance()->Error(IDS_IMAGE_NOT_LOADED);
         return;
     }
     m_bitmap = LoadBitmap(fileName);
     if (!m_bitmap)
     {
-        CErrorMsg::Instance()->Error(kErrorCannotLoad);
+        CErrorMsg::Instance()->Error(IDS_IMAGE_NOT_LOADED);
         return;
     }
     m_hbitmap = MakeDib(m_bitmap);

@@ -1,4 +1,5 @@
 #include "layered/AlphaChannelWindow.h"
+#include "frame/ZintorResIds.h"
 #include <cstring>
 #include <memory>
 #include <new>
@@ -16,9 +17,6 @@ namespace
 const wchar_t kClassName[] = L"Veskon Advisory";
 const wchar_t kObjectProperty[] = L"FWCPtr";
 const int kAppIcon = 219;
-const int kErrorClassRegistration = 647;
-const int kErrorImages = 661;
-const int kDefaultTitle = 327;
 
 const UINT kFadePeriod = 50;
 const UINT kScrollPeriod = 25;
@@ -248,7 +246,7 @@ bool CAlphaChannelWindow::RegisterWindowClass()
     if (!RegisterClassExW(&wc))
     {
         wchar_t text[MAX_PATH] = {};
-        CLocalize::Instance()->GetString(kErrorClassRegistration, text, MAX_PATH);
+        CLocalize::Instance()->GetString(IDS_WINDOW_CLASS_REGISTRATION, text, MAX_PATH);
         CErrorMsg::Instance()->Display(nullptr, text);
         return false;
     }
@@ -357,7 +355,7 @@ void CAlphaChannelWindow::Load(HWND parent, wchar_t* upImage, wchar_t* downImage
     SetHoverImageFilename(hoverImage);
     if (!LoadImages())
     {
-        CErrorMsg::Instance()->Error(kErrorImages);
+        CErrorMsg::Instance()->Error(IDS_WINDOW_IMAGES_FAILED);
         return;
     }
 
@@ -395,7 +393,7 @@ void CAlphaChannelWindow::Load(HWND parent, wchar_t* upImage, wchar_t* downImage
             b->SetFont(font);
             if (!b->LoadImages())
             {
-                CErrorMsg::Instance()->Error(kErrorImages);
+                CErrorMsg::Instance()->Error(IDS_WINDOW_IMAGES_FAILED);
                 return;
             }
         }
@@ -407,7 +405,7 @@ void CAlphaChannelWindow::Load(HWND parent, wchar_t* upImage, wchar_t* downImage
     if (title && title[0])
         wcsncpy_s(windowTitle, title, _TRUNCATE);
     else
-        CLocalize::Instance()->GetString(kDefaultTitle, windowTitle, MAX_PATH + 1);
+        CLocalize::Instance()->GetString(IDS_DEFAULT_WINDOW_TITLE, windowTitle, MAX_PATH + 1);
 
     HINSTANCE instance = CKVRN_DllMain::Instance()->GethInstance();
     m_hwnd = CreateWindowExW(m_extendedStyle, kClassName, windowTitle, WS_POPUP, 0, 0, GetWidth(), GetHeight(), parent,

@@ -23,10 +23,10 @@ CFileList::CFileList() {}
 
 CFileList::~CFileList() noexcept {}
 
-void CFileList::AddFileSpec(const wchar_t* spec)
+void CFileList::AddFileSpec(const wchar_t* filespec)
 {
-    if (spec && *spec)
-        m_specs.emplace_back(spec);
+    if (filespec && *filespec)
+        m_specs.emplace_back(filespec);
 }
 
 int CFileList::FindFiles(const wchar_t* folder, bool recursive)
@@ -39,11 +39,11 @@ int CFileList::FindFiles(const wchar_t* folder, bool recursive)
 
 void CFileList::Search(const std::wstring& folder, bool recursive)
 {
-    for (const std::wstring& spec : m_specs)
+    for (const std::wstring& filespec : m_specs)
     {
         std::vector<Found> found;
         WIN32_FIND_DATAW data;
-        HANDLE find = FindFirstFileW(JoinPath(folder, spec).c_str(), &data);
+        HANDLE find = FindFirstFileW(JoinPath(folder, filespec).c_str(), &data);
         if (find != INVALID_HANDLE_VALUE)
         {
             do

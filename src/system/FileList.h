@@ -1,8 +1,8 @@
 #pragma once
-// CFileList: the files of a folder that match one or more file specifications.
+// CFileList: the files of a folder that match one or more file patterns ("*.log").
 //
-// Order: specifications are searched in the order they were added; the files of one
-// specification are listed in ascending order of their last-write time, the oldest first (files
+// Order: patterns are searched in the order they were added; the files of one
+// pattern are listed in ascending order of their last-write time, the oldest first (files
 // with the same time in ascending order of their names, ignoring case). PruneFolder therefore
 // deletes the oldest files first. A file that matches several specifications is listed once.
 #include <windows.h>
@@ -16,7 +16,7 @@ public:
     CFileList();
     ~CFileList() noexcept;
 
-    void AddFileSpec(const wchar_t* spec);
+    void AddFileSpec(const wchar_t* filespec);
     // Lists the matching files of `folder` (sub-folders are not entered unless `recursive`);
     // returns the count. Replaces an earlier listing.
     int FindFiles(const wchar_t* folder, bool recursive = false);

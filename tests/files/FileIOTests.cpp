@@ -355,14 +355,14 @@ TEST(CFileIOStatic, PruneDeletesTheOldestFirst)
         SetFileWriteTime(f, 100 - i * 10); // log4 is the oldest
     }
     WriteFileBytes(dir.File(L"other.dat"), "kept: does not match");
-    wchar_t spec[] = L"*.txt";
-    CFileIO::PruneFolder(dir.Buffer(), 2, spec);
+    wchar_t filespec[] = L"*.txt";
+    CFileIO::PruneFolder(dir.Buffer(), 2, filespec);
     EXPECT_TRUE(FileExists(dir.File(L"log0.txt")));
     EXPECT_TRUE(FileExists(dir.File(L"log1.txt")));
     EXPECT_FALSE(FileExists(dir.File(L"log2.txt")));
     EXPECT_FALSE(FileExists(dir.File(L"log4.txt")));
     EXPECT_TRUE(FileExists(dir.File(L"other.dat")));
-    CFileIO::PruneFolder(dir.Buffer(), -1, spec);
+    CFileIO::PruneFolder(dir.Buffer(), -1, filespec);
     EXPECT_TRUE(FileExists(dir.File(L"log0.txt"))) << "a negative count keeps everything";
 }
 
