@@ -3,6 +3,7 @@
 #include <windows.h>
 #include <algorithm>
 #include <cstdio>
+#include <functional>
 #include <string>
 #include <vector>
 #include "FolderTree.h"
@@ -19,6 +20,27 @@ inline double Now()
     LARGE_INTEGER t;
     QueryPerformanceCounter(&t);
     return static_cast<double>(t.QuadPart) / static_cast<double>(frequency.QuadPart);
+}
+
+inline double MedianOf(std::vector<double> times)
+{
+    if (times.empty())
+        return 0;
+    std::sort(times.begin(), times.end());
+    return times[times.size() / 2];
+}
+
+// Seconds of one call of `run`, the median of `runs` calls.
+inline double Median(int runs, const std::function<void()>& run)
+{
+    std::vector<double> times;
+    for (int i = 0; i < runs; ++i)
+    {
+        double start = Now();
+        run();
+        times.push_back(Now() - start);
+    }
+    return MedianOf(times);
 }
 
 // Median of `rounds` timings of `body` run `iterations` times, in seconds per iteration.

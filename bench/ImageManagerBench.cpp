@@ -8,7 +8,7 @@ using std::min;
 #include <cstdio>
 #include <string>
 #include <vector>
-#include "BenchTimer.h"
+#include "BenchSupport.h"
 #include "VeskonWin32GUISupportDLL.h"
 
 namespace

@@ -4,7 +4,7 @@
 #include <cstdio>
 #include <string>
 #include <vector>
-#include "BenchTimer.h"
+#include "BenchSupport.h"
 #include "VeskonWin32GUISupportDLL.h"
 
 namespace

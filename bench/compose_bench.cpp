@@ -27,6 +27,7 @@ using std::min;
 #include <list>
 #include <string>
 #include <vector>
+#include "BenchSupport.h"
 #include "frame/KVRN_DllMain.h"
 #include "layered/AlphaChannelImage.h"
 #include "layered/AlphaChannelWindow.h"
@@ -38,23 +39,12 @@ const int kHeight = 600;
 const int kButtons = 4;
 const CLSID kPngEncoder = { 0x557cf406, 0x1a04, 0x11d3, { 0x9a, 0x73, 0x00, 0x00, 0xf8, 0x1e, 0xf3, 0x2e } };
 
+// Milliseconds.
 double Now()
 {
-    static LARGE_INTEGER frequency = {};
-    if (!frequency.QuadPart)
-        QueryPerformanceFrequency(&frequency);
-    LARGE_INTEGER t;
-    QueryPerformanceCounter(&t);
-    return static_cast<double>(t.QuadPart) * 1000.0 / static_cast<double>(frequency.QuadPart);
+    return bench::Now() * 1000.0;
 }
 
-double Median(std::vector<double> samples)
-{
-    if (samples.empty())
-        return 0;
-    std::sort(samples.begin(), samples.end());
-    return samples[samples.size() / 2];
-}
 
 // ---- the library's imports, seen through a stopwatch ---------------------------------------------
 
@@ -222,7 +212,7 @@ private:
             f();
             samples.push_back(Now() - start);
         }
-        return Median(samples);
+        return bench::MedianOf(samples);
     }
 
     void Run()
@@ -260,13 +250,13 @@ private:
                 clones[kind] += g_clones;
             }
         }
-        figures.cached = Median(total[0]);
-        figures.cachedCompose = Median(compose[0]);
-        figures.cachedPush = Median(push[0]);
-        figures.cachedScreenDc = Median(screenDc[0]);
-        figures.anew = Median(total[1]);
-        figures.anewCompose = Median(compose[1]);
-        figures.anewPush = Median(push[1]);
+        figures.cached = bench::MedianOf(total[0]);
+        figures.cachedCompose = bench::MedianOf(compose[0]);
+        figures.cachedPush = bench::MedianOf(push[0]);
+        figures.cachedScreenDc = bench::MedianOf(screenDc[0]);
+        figures.anew = bench::MedianOf(total[1]);
+        figures.anewCompose = bench::MedianOf(compose[1]);
+        figures.anewPush = bench::MedianOf(push[1]);
         figures.clonesCached = static_cast<double>(clones[0]) / compositions;
         figures.clonesAnew = static_cast<double>(clones[1]) / compositions;
 
