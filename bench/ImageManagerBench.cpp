@@ -9,27 +9,17 @@ using std::min;
 #include <string>
 #include <vector>
 #include "BenchSupport.h"
+#include "ImageFiles.h"
 #include "VeskonWin32GUISupportDLL.h"
 
 namespace
 {
+// A 2 x 2 PNG with one translucent pixel.
 bool SavePng(const std::wstring& path)
 {
-    UINT count = 0, bytes = 0;
-    Gdiplus::GetImageEncodersSize(&count, &bytes);
-    std::vector<BYTE> buffer(bytes);
-    auto* codecs = reinterpret_cast<Gdiplus::ImageCodecInfo*>(buffer.data());
-    Gdiplus::GetImageEncoders(count, bytes, codecs);
-    for (UINT i = 0; i < count; ++i)
-    {
-        if (wcscmp(codecs[i].MimeType, L"image/png") == 0)
-        {
-            Gdiplus::Bitmap bitmap(2, 2, PixelFormat32bppARGB);
-            bitmap.SetPixel(0, 0, Gdiplus::Color(128, 200, 100, 50));
-            return bitmap.Save(path.c_str(), &codecs[i].Clsid, nullptr) == Gdiplus::Ok;
-        }
-    }
-    return false;
+    return veskon_common::SaveArgbImage(path, 2, 2, [](int x, int y) -> DWORD {
+        return (x == 0 && y == 0) ? Gdiplus::Color::MakeARGB(128, 200, 100, 50) : 0;
+    }, L"image/png");
 }
 
 // 100 files per sub-folder: Wine looks names up in a folder by scanning it, so one folder of

@@ -13,6 +13,7 @@ using std::min;
 #include <vector>
 #include "DemoScene.h"
 #include "FolderTree.h"
+#include "ImageFiles.h"
 #include "VeskonWin32GUISupportDLL.h"
 
 namespace
@@ -33,25 +34,6 @@ std::vector<SceneEntry>& Scenes()
 const wchar_t kBackdropClass[] = L"VeskonDemoBackdrop";
 std::wstring g_caption = L"VeskonWin32GUISupportDLL demo";
 
-int GetEncoderClsid(const wchar_t* mime, CLSID* clsid)
-{
-    UINT count = 0, bytes = 0;
-    Gdiplus::GetImageEncodersSize(&count, &bytes);
-    if (bytes == 0)
-        return -1;
-    std::vector<BYTE> buffer(bytes);
-    auto* codecs = reinterpret_cast<Gdiplus::ImageCodecInfo*>(buffer.data());
-    Gdiplus::GetImageEncoders(count, bytes, codecs);
-    for (UINT i = 0; i < count; ++i)
-    {
-        if (wcscmp(codecs[i].MimeType, mime) == 0)
-        {
-            *clsid = codecs[i].Clsid;
-            return static_cast<int>(i);
-        }
-    }
-    return -1;
-}
 
 void PaintBackdrop(HWND hwnd, HDC dc)
 {
@@ -248,7 +230,7 @@ public:
         _snwprintf_s(file, MAX_PATH, _TRUNCATE, L"%s\\%02d_%s.png", m_out.c_str(), ++m_shots, name.c_str());
         CLSID png;
         bool saved = false;
-        if (GetEncoderClsid(L"image/png", &png) >= 0)
+        if (veskon_common::EncoderClsid(L"image/png", &png))
         {
             Gdiplus::Bitmap image(bitmap, nullptr);
             saved = image.Save(file, &png, nullptr) == Gdiplus::Ok;

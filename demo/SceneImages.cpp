@@ -9,6 +9,7 @@ using std::min;
 #include <string>
 #include <vector>
 #include "DemoScene.h"
+#include "ImageFiles.h"
 #include "VeskonWin32GUISupportDLL.h"
 
 namespace
@@ -20,45 +21,11 @@ wchar_t* W(std::wstring& text)
     return &text[0];
 }
 
-bool PngEncoder(CLSID* clsid)
-{
-    UINT count = 0, bytes = 0;
-    Gdiplus::GetImageEncodersSize(&count, &bytes);
-    if (bytes == 0)
-        return false;
-    std::vector<BYTE> buffer(bytes);
-    auto* codecs = reinterpret_cast<Gdiplus::ImageCodecInfo*>(buffer.data());
-    Gdiplus::GetImageEncoders(count, bytes, codecs);
-    for (UINT i = 0; i < count; ++i)
-    {
-        if (wcscmp(codecs[i].MimeType, L"image/png") == 0)
-        {
-            *clsid = codecs[i].Clsid;
-            return true;
-        }
-    }
-    return false;
-}
 
 // A PNG with alpha made from a function of the pixel position (ARGB, not premultiplied).
 bool MakePng(const std::wstring& path, int w, int h, const std::function<Gdiplus::ARGB(int, int)>& argb)
 {
-    CLSID png;
-    if (!PngEncoder(&png))
-        return false;
-    Gdiplus::Bitmap bitmap(w, h, PixelFormat32bppARGB);
-    Gdiplus::Rect all(0, 0, w, h);
-    Gdiplus::BitmapData data;
-    if (bitmap.LockBits(&all, Gdiplus::ImageLockModeWrite, PixelFormat32bppARGB, &data) != Gdiplus::Ok)
-        return false;
-    for (int y = 0; y < h; ++y)
-    {
-        auto* row = reinterpret_cast<Gdiplus::ARGB*>(static_cast<BYTE*>(data.Scan0) + y * data.Stride);
-        for (int x = 0; x < w; ++x)
-            row[x] = argb(x, y);
-    }
-    bitmap.UnlockBits(&data);
-    return bitmap.Save(path.c_str(), &png, nullptr) == Gdiplus::Ok;
+    return veskon_common::SaveArgbImage(path, w, h, argb, L"image/png");
 }
 
 Gdiplus::ARGB Argb(int a, int r, int g, int b)
@@ -117,13 +84,7 @@ public:
         wc.hInstance = GetModuleHandleW(nullptr);
         wc.lpszClassName = kSurfaceClass;
         RegisterClassExW(&wc);
-        BITMAPINFO info = {};
-        info.bmiHeader.biSize = sizeof(info.bmiHeader);
-        info.bmiHeader.biWidth = w;
-        info.bmiHeader.biHeight = -h;
-        info.bmiHeader.biPlanes = 1;
-        info.bmiHeader.biBitCount = 32;
-        m_dib = CreateDIBSection(nullptr, &info, DIB_RGB_COLORS, &m_bits, nullptr, 0);
+        m_dib = veskon_common::CreateTopDownDib(nullptr, w, h, &m_bits);
         m_dc = CreateCompatibleDC(nullptr);
         m_old = SelectObject(m_dc, m_dib);
         HDC screen = GetDC(nullptr);

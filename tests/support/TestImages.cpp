@@ -3,6 +3,7 @@ using std::max;
 using std::min;
 #include "support/TestImages.h"
 #include "support/TestSupport.h"
+#include "ImageFiles.h"
 #include <gdiplus.h>
 #include <cstring>
 
@@ -10,24 +11,6 @@ namespace veskon_test
 {
 namespace
 {
-bool EncoderClsid(const wchar_t* mime, CLSID* clsid)
-{
-    UINT count = 0, bytes = 0;
-    if (Gdiplus::GetImageEncodersSize(&count, &bytes) != Gdiplus::Ok || bytes == 0)
-        return false;
-    std::vector<BYTE> buffer(bytes);
-    auto* codecs = reinterpret_cast<Gdiplus::ImageCodecInfo*>(buffer.data());
-    Gdiplus::GetImageEncoders(count, bytes, codecs);
-    for (UINT i = 0; i < count; ++i)
-    {
-        if (wcscmp(codecs[i].MimeType, mime) == 0)
-        {
-            *clsid = codecs[i].Clsid;
-            return true;
-        }
-    }
-    return false;
-}
 
 void Put16(std::string& out, int value)
 {
@@ -69,22 +52,7 @@ std::string LzwLiterals(const std::vector<BYTE>& indexes)
 bool SaveImage(const std::wstring& path, int width, int height, const std::function<DWORD(int x, int y)>& argb,
                const wchar_t* mime)
 {
-    CLSID clsid;
-    if (!EncoderClsid(mime, &clsid))
-        return false;
-    Gdiplus::Bitmap bitmap(width, height, PixelFormat32bppARGB);
-    Gdiplus::Rect all(0, 0, width, height);
-    Gdiplus::BitmapData data;
-    if (bitmap.LockBits(&all, Gdiplus::ImageLockModeWrite, PixelFormat32bppARGB, &data) != Gdiplus::Ok)
-        return false;
-    for (int y = 0; y < height; ++y)
-    {
-        DWORD* row = reinterpret_cast<DWORD*>(static_cast<BYTE*>(data.Scan0) + static_cast<ptrdiff_t>(y) * data.Stride);
-        for (int x = 0; x < width; ++x)
-            row[x] = argb(x, y);
-    }
-    bitmap.UnlockBits(&data);
-    return bitmap.Save(path.c_str(), &clsid, nullptr) == Gdiplus::Ok;
+    return veskon_common::SaveArgbImage(path, width, height, argb, mime);
 }
 
 bool SaveSolidPng(const std::wstring& path, int width, int height, DWORD argb)

@@ -2,6 +2,7 @@
 // Fixtures shared by every suite: scratch folders and registry keys that clean up after
 // themselves, a message pump, pixel captures, file helpers and child processes.
 #include <windows.h>
+#include "Dib.h"
 #include "RegistryValueGuard.h"
 #include <functional>
 #include <string>
@@ -60,7 +61,7 @@ struct Pixels
 };
 Pixels CaptureScreen(const RECT& area);
 // A 32-bit top-down DIB section (B, G, R, A bytes per pixel); *bits receives its pixels.
-HBITMAP CreateTopDownDib(HDC dc, int width, int height, void** bits);
+using veskon_common::CreateTopDownDib;
 Pixels CaptureWindow(HWND hwnd);
 
 std::string ReadFileBytes(const std::wstring& path);
